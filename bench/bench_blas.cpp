@@ -1,0 +1,64 @@
+// Vector kernels against the machine's memory bandwidth, measured in the same run.
+//   velmo-bench-blas [elements] [repeats]
+// The baseline is a plain OpenMP copy-add over the same arrays with the same team; the
+// ratio printed is kernel bandwidth over baseline bandwidth (1.0 = memory speed).
+#include <omp.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "kernels/BlasOps.h"
+#include "utils/Device.h"
+
+namespace {
+
+template <class Fn>
+double bestSeconds(int repeats, Fn&& fn) {
+  double best = 1e30;
+  for (int r = 0; r < repeats; ++r) {
+    auto t0 = std::chrono::steady_clock::now();
+    fn();
+    auto t1 = std::chrono::steady_clock::now();
+    best = std::min(best, std::chrono::duration<double>(t1 - t0).count());
+  }
+  return best;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const long n = argc > 1 ? std::atol(argv[1]) : 20'000'000;
+  const int repeats = argc > 2 ? std::atoi(argv[2]) : 10;
+  velmo::Device::initialize();
+  velmo::Device host(0, 0);
+  std::vector<double> x(n, 1.0), y(n, 2.0);
+  double* px = x.data();
+  double* py = y.data();
+
+  // Baseline: y = x + y streams 3 arrays' worth of bytes, like axpy.
+  double base3 = bestSeconds(repeats, [&] {
+#pragma omp parallel for schedule(static)
+    for (long i = 0; i < n; ++i) py[i] = px[i] + py[i];
+  });
+  double baseSum = 0;
+  double base2 = bestSeconds(repeats, [&] {
+    double s = 0;
+#pragma omp parallel for schedule(static) reduction(+ : s)
+    for (long i = 0; i < n; ++i) s += px[i] * py[i];
+    baseSum += s;
+  });
+  double axpy = bestSeconds(repeats, [&] { velmo::BlasOps<double, long>::axpy(host, n, 0.5, px, py); });
+  double dotSum = 0;
+  double dot = bestSeconds(repeats, [&] { dotSum += velmo::BlasOps<double, long>::dot(host, n, px, py); });
+
+  const double gb = 1e-9 * double(n) * sizeof(double);
+  std::printf("threads %d, elements %ld\n", omp_get_max_threads(), n);
+  std::printf("%-10s %10s %10s %8s\n", "kernel", "GB/s", "base GB/s", "ratio");
+  std::printf("%-10s %10.2f %10.2f %8.2f\n", "axpy", 3 * gb / axpy, 3 * gb / base3, base3 / axpy);
+  std::printf("%-10s %10.2f %10.2f %8.2f\n", "dot", 2 * gb / dot, 2 * gb / base2, base2 / dot);
+  velmo::Device::finalize();
+  return (baseSum + dotSum) == -1.0;  // keeps the sums alive
+}

@@ -1,0 +1,41 @@
+# CUDA backend: AUTO turns it on where nvcc is found.
+set(VELMO_ENABLE_CUDA AUTO CACHE STRING "CUDA backend: AUTO, ON or OFF")
+set_property(CACHE VELMO_ENABLE_CUDA PROPERTY STRINGS AUTO ON OFF)
+
+if(VELMO_ENABLE_CUDA STREQUAL "AUTO")
+  include(CheckLanguage)
+  check_language(CUDA)
+  if(CMAKE_CUDA_COMPILER)
+    set(VELMO_HAVE_CUDA ON)
+  else()
+    set(VELMO_HAVE_CUDA OFF)
+  endif()
+elseif(VELMO_ENABLE_CUDA)
+  set(VELMO_HAVE_CUDA ON)
+else()
+  set(VELMO_HAVE_CUDA OFF)
+endif()
+
+if(VELMO_HAVE_CUDA)
+  # CUDA 13 no longer targets compute capability 6.x; default to Hopper.
+  if(NOT DEFINED CMAKE_CUDA_ARCHITECTURES AND "$ENV{CUDAARCHS}" STREQUAL "")
+    set(CMAKE_CUDA_ARCHITECTURES 90)
+  endif()
+  enable_language(CUDA)
+  set(CMAKE_CUDA_STANDARD 17)
+  set(CMAKE_CUDA_STANDARD_REQUIRED ON)
+  set(CMAKE_CUDA_EXTENSIONS OFF)
+  find_package(CUDAToolkit REQUIRED)
+  set(VELMO_BACKENDS "openmp;cuda")
+else()
+  set(VELMO_BACKENDS "openmp")
+endif()
+message(STATUS "velmo backends: ${VELMO_BACKENDS}")
+
+# Kernel translation units are the only ones nvcc sees.
+function(velmo_cuda_sources)
+  if(VELMO_HAVE_CUDA)
+    set_source_files_properties(${ARGN} DIRECTORY ${CMAKE_SOURCE_DIR}/src
+      PROPERTIES LANGUAGE CUDA)
+  endif()
+endfunction()

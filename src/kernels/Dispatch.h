@@ -1,0 +1,36 @@
+#pragma once
+
+#include <omp.h>
+
+#include <utility>
+
+#include "kernels/spm.h"
+#include "utils/Device.h"
+
+namespace velmo::detail {
+
+// The one switch of every kernel family: the device picks the execution space, and an
+// unknown type does nothing and yields zero.
+template <class Fn>
+auto dispatch(const Device& dev, Fn&& fn) {
+  using Result = decltype(fn(std::declval<const spm::OpenMP&>()));
+  switch (dev.type) {
+    case 0: {
+      const spm::OpenMP space(omp_get_max_threads());
+      return fn(space);
+    }
+#if defined(__CUDACC__)
+    case 1: {
+      cudaSetDevice(dev.id);
+      Device::DeviceInfo info = dev.getDeviceInfo();
+      auto* space = static_cast<const spm::Cuda*>(info.space.get());
+      if (space == nullptr) return Result();
+      return fn(*space);
+    }
+#endif
+    default:
+      return Result();
+  }
+}
+
+}  // namespace velmo::detail

@@ -1,0 +1,143 @@
+#pragma once
+
+#include <omp.h>
+
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+#include "utils/HostDevice.h"
+
+// The one place where a loop over an index range becomes work on the host or on a GPU.
+namespace spm {
+
+// Host space: a range is cut into at most `threads` chunks, chunk k runs on thread k.
+struct OpenMP {
+  int threads;
+  explicit OpenMP(int t) : threads(t) {}
+};
+
+// GPU space: every launch goes to `stream` of device `device`.
+struct Cuda {
+  void* stream;
+  bool owns_stream;
+  int device;
+  Cuda(void* s, bool owns, int dev) : stream(s), owns_stream(owns), device(dev) {}
+  Cuda(const Cuda&) = delete;
+  Cuda& operator=(const Cuda&) = delete;
+  ~Cuda();
+};
+
+template <class Space>
+struct RangePolicy {
+  const Space* space;
+  long begin;
+  long end;
+  long reserved;  // always -1
+  RangePolicy(const Space& s, long b, long e, long r = -1) : space(&s), begin(b), end(e), reserved(r) {}
+};
+
+template <class T, class Space>
+struct Sum {
+  using value_type = T;
+  value_type* result;
+  value_type init;
+  explicit Sum(value_type* target) : result(target), init(T(0)) {}
+  VELMO_HD static void join(value_type& dst, const value_type& src) { dst = dst + src; }
+};
+
+template <class T, class Space>
+struct Max {
+  using value_type = T;
+  value_type* result;
+  value_type init;
+  explicit Max(value_type* target) : result(target), init(std::numeric_limits<T>::lowest()) {}
+  // An unordered pair (NaN on either side) takes the newer value.
+  VELMO_HD static void join(value_type& dst, const value_type& src) {
+    if (!(dst > src)) dst = src;
+  }
+};
+
+void initialize(int argc, char** argv);
+void finalize();
+bool is_initialized();
+
+// Chunk k of n elements cut into c chunks: the first n % c chunks are one longer.
+VELMO_HD inline void chunkBounds(long n, long c, long k, long& start, long& count) {
+  long q = n / c;
+  long r = n % c;
+  if (k < r) {
+    count = q + 1;
+    start = k * (q + 1);
+  } else {
+    count = q;
+    start = k * q + r;
+  }
+}
+
+namespace detail {
+
+// Below this size a thread team costs more than the work; the chunks then run in order
+// on the calling thread, which gives the same bits.
+constexpr long kTeamThreshold = 4096;
+
+template <class ChunkFn>
+void runChunks(long n, int c, const ChunkFn& runChunk) {
+  if (c == 1 || n < kTeamThreshold || omp_in_parallel()) {
+    for (int k = 0; k < c; ++k) runChunk(k);
+    return;
+  }
+#pragma omp parallel num_threads(c)
+  {
+    // A team smaller than asked still runs every chunk exactly once.
+    for (int k = omp_get_thread_num(); k < c; k += omp_get_num_threads()) runChunk(k);
+  }
+}
+
+}  // namespace detail
+
+template <class Body>
+void parallel_for(const RangePolicy<OpenMP>& policy, const Body& body) {
+  long n = policy.end - policy.begin;
+  if (n <= 0) return;
+  long c = std::min<long>(n, policy.space->threads);
+  if (c <= 0) return;
+  const long begin = policy.begin;
+  detail::runChunks(n, int(c), [&](int k) {
+    long start, count;
+    chunkBounds(n, c, k, start, count);
+    for (long i = begin + start, e = begin + start + count; i < e; ++i) body(i);
+  });
+}
+
+template <class Body, class Reducer>
+void parallel_reduce(const RangePolicy<OpenMP>& policy, const Body& body, Reducer& reducer) {
+  using V = typename Reducer::value_type;
+  long n = policy.end - policy.begin;
+  long c = std::min<long>(n, policy.space->threads);
+  if (n <= 0 || c <= 0) {
+    *reducer.result = reducer.init;
+    return;
+  }
+  constexpr int kInline = 64;
+  V inlinePartials[kInline];
+  std::vector<V> heapPartials(c > kInline ? c : 0);
+  V* partials = c > kInline ? heapPartials.data() : inlinePartials;
+  const long begin = policy.begin;
+  detail::runChunks(n, int(c), [&](int k) {
+    long start, count;
+    chunkBounds(n, c, k, start, count);
+    V acc = reducer.init;
+    for (long i = begin + start, e = begin + start + count; i < e; ++i) body(i, acc);
+    partials[k] = acc;
+  });
+  V result = partials[0];
+  for (long k = 1; k < c; ++k) Reducer::join(result, partials[k]);
+  *reducer.result = result;
+}
+
+}  // namespace spm
+
+#if defined(__CUDACC__)
+#include "kernels/spm_cuda.h"
+#endif

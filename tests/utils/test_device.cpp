@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <stdexcept>
+
+#include "TestHelpers.h"
+#include "utils/Device.h"
+
+namespace {
+
+using velmo::Device;
+
+TEST(DeviceParsing, WordsAndOrdinals) {
+  Device cuda("cuda");
+  EXPECT_EQ(cuda.type, 1);
+  EXPECT_EQ(cuda.id, 0);
+  EXPECT_EQ(cuda.name, "cuda");
+  EXPECT_EQ(Device("cuda:2").id, 2);
+  EXPECT_EQ(Device("cpu:3").type, 0);
+  EXPECT_NE(Device("cpu:3"), Device("cpu"));
+  EXPECT_EQ(Device("hip:1").toString(), "hip:1");
+  EXPECT_THROW(Device("cuda:x"), std::invalid_argument);
+  EXPECT_THROW(Device("cuda:"), std::invalid_argument);
+  EXPECT_THROW(Device("cuda:99999999999"), std::out_of_range);
+}
+
+TEST(DeviceParsing, UnknownWordNamesTheHostAndDropsTheOrdinal) {
+  for (const char* text : {"gpu:1", ":1"}) {
+    testing::internal::CaptureStdout();
+    Device d{std::string(text)};
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "unrecognized device type: cpu\n");
+    EXPECT_EQ(d, Device(0, 0));
+    EXPECT_EQ(d.name, "cpu");
+  }
+}
+
+TEST(DeviceIdentity, NameTakesNoPartInEquality) {
+  Device odd(7, 1);
+  EXPECT_EQ(odd.name, "cpu");
+  EXPECT_EQ(odd.type, 7);
+  Device renamed(1, 0);
+  renamed.name = "other";
+  EXPECT_EQ(renamed, Device("cuda:0"));
+  EXPECT_LT(Device(0, 5), Device(1, 0));
+}
+
+TEST(DeviceMemory, HostCopiesAndHipBehaviour) {
+  Device host(0, 0);
+  auto* src = static_cast<int*>(host.rawMalloc(3 * sizeof(int)));
+  auto* dst = static_cast<int*>(host.rawMalloc(3 * sizeof(int)));
+  for (int i = 0; i < 3; ++i) src[i] = i + 10;
+  host.rawCopyTo(3 * sizeof(int), src, host, dst);
+  EXPECT_EQ(0, std::memcmp(src, dst, 3 * sizeof(int)));
+  // rawRealloc is a fresh allocation; the old block stays ours to free.
+  void* fresh = host.rawRealloc(src, 16);
+  EXPECT_NE(fresh, nullptr);
+  host.rawFree(fresh);
+  host.rawFree(src);
+
+  Device hip("hip");
+  hip.rawFree(dst);  // does nothing
+  int marker = 5;
+  hip.rawCopyTo(sizeof(int), &marker, host, dst);
+  EXPECT_EQ(dst[0], 10);
+  host.rawFree(dst);
+  EXPECT_DEATH(hip.rawMalloc(8), "device is hip:0 but HIP is not enabled");
+  EXPECT_DEATH(Device(5, 2).rawMalloc(8), "unknown device type cpu:2");
+}
+
+TEST(DeviceTable, HoldsTheHostAndOneEntryPerGpu) {
+  auto devices = Device::getAllDevices();
+  ASSERT_GE(devices.size(), 1u);
+  EXPECT_EQ(devices[0], Device(0, 0));
+  EXPECT_EQ(Device::getDeviceInfoMap().size(), devices.size());
+  EXPECT_NE(Device(0, 0).getDeviceInfo().space, nullptr);
+  EXPECT_EQ(Device(0, 0).getDeviceContext(), -1);
+
+  Device::finalize();
+  EXPECT_TRUE(Device::getDeviceInfoMap().empty());
+  testing::internal::CaptureStdout();
+  auto info = Device(0, 0).getDeviceInfo();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "can not get dev info for: cpu\n");
+  EXPECT_EQ(info.space, nullptr);
+  Device::initialize();
+  Device::initialize();
+  EXPECT_EQ(Device::getDeviceInfoMap().size(), devices.size());
+}
+
+}  // namespace
