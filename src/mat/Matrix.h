@@ -92,11 +92,14 @@ class MatrixT {
     return dst;
   }
 
-  // A host column holding begin, begin + 1, ..., end - 1 (T = int); the step does not enter.
+  // A host column holding begin, begin + 1, ..., end - 1; the step does not enter. Exists
+  // for T = int alone (specialised below): other instances fail to link.
   static MatrixT range(I begin, I end, I step);
 
+  // Out of range: *ok (when given) turns false and the value is zero.
   T getElementValue(I i, I j, bool* ok = nullptr) const;
-  void setElementValue(I i, I j, const T& v);
+  // Writes and returns true inside the matrix; returns false and writes nothing outside.
+  bool setElementValue(I i, I j, const T& v);
   void selectRows(const MatrixT<int, I, Layout>& indices, MatrixT& sub) const;
   void unselectRows(const MatrixT<int, I, Layout>& indices, const MatrixT& sub_array);
 
@@ -125,5 +128,16 @@ class MatrixT {
 
   std::shared_ptr<MatrixImpl> m_impl;
 };
+
+template <>
+MatrixT<int, int, MatrixLayoutRowMajor> MatrixT<int, int, MatrixLayoutRowMajor>::range(int begin, int end,
+                                                                                     int step);
+
+extern template class MatrixT<int>;
+extern template class MatrixT<long>;
+extern template class MatrixT<float>;
+extern template class MatrixT<double>;
+extern template class MatrixT<Complex<float>>;
+extern template class MatrixT<Complex<double>>;
 
 }  // namespace velmo

@@ -21,9 +21,12 @@ class PartitionerT {
 
   PartitionerT() : m_impl(std::make_shared<PartitionImpl>()) {}
 
-  void create(GlobalIndex globalSize, int comm) {
+  void create(GlobalIndex globalSize, int comm) { createForParts(globalSize, comu::commSize(comm)); }
+
+  // The partition for `numParts` ranks without their communicator at hand.
+  void createForParts(GlobalIndex globalSize, int numParts) {
     m_impl = std::make_shared<PartitionImpl>();
-    m_impl->numParts = comu::commSize(comm);
+    m_impl->numParts = numParts;
     m_impl->globalSize = globalSize;
   }
 
