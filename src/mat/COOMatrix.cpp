@@ -1,0 +1,199 @@
+#include "mat/COOMatrix.h"
+
+#include <glog/logging.h>
+
+#include <sstream>
+#include <string>
+#include <type_traits>
+
+#include "mat/CSRMatrix.h"
+#include "utils/Complex.h"
+#include "utils/Scalar.h"
+#include "utils/Utils.h"
+
+namespace velmo {
+
+namespace {
+
+// One value of a coordinate entry. Integer matrices are read through a double, so that the
+// scientific form the library writes reads back. The non-strict complex form is the real
+// part, then "+j" or "-j" and the imaginary part, which is negated after "-"; a real part
+// alone has no imaginary part.
+template <class Value>
+void readCoordinateValue(std::istream& in, Value& v, bool strict) {
+  if constexpr (is_complex_v<Value>) {
+    in >> v.re;
+    if (strict) {
+      in >> v.im;
+      return;
+    }
+    // A formatted read past the end would fail the stream and lose this entry.
+    v.im = 0;
+    if (in.eof() || (in >> std::ws).eof()) return;
+    const int sign = in.peek();
+    if (sign != '+' && sign != '-') return;
+    in.get();
+    in.get();  // the 'j'
+    in >> v.im;
+    if (sign == '-') v.im = -v.im;
+  } else if constexpr (std::is_integral_v<Value>) {
+    double d = 0;
+    in >> d;
+    v = Value(d);
+  } else {
+    in >> v;
+  }
+}
+
+}  // namespace
+
+template <class Value, class RowIndex, class ColIndex>
+void COOMatrixT<Value, RowIndex, ColIndex>::create(RowIndex rows, ColIndex cols) {
+  auto impl = std::make_shared<COOMatrixImpl>();
+  impl->rows = rows;
+  impl->cols = cols;
+  m_impl = std::move(impl);
+}
+
+template <class Value, class RowIndex, class ColIndex>
+auto COOMatrixT<Value, RowIndex, ColIndex>::getRowMap(RowIndex row) const -> std::shared_ptr<RowMap> {
+  std::lock_guard<std::mutex> guard(m_impl->lock);
+  std::shared_ptr<RowMap>& slot = m_impl->rowMaps[row];
+  if (!slot) slot = std::make_shared<RowMap>();
+  return slot;
+}
+
+template <class Value, class RowIndex, class ColIndex>
+void COOMatrixT<Value, RowIndex, ColIndex>::setValue(RowIndex row, ColIndex col, const Value& v,
+                                                     SetValueMode mode) const {
+  std::shared_ptr<RowMap> rowMap = getRowMap(row);
+  std::lock_guard<std::mutex> guard(rowMap->lock);
+  if (mode == 0) {
+    rowMap->entries[col] = v;
+  } else if (mode == 1) {
+    rowMap->entries[col] += v;
+  }
+}
+
+template <class Value, class RowIndex, class ColIndex>
+template <class LocalIndex>
+std::vector<COOMatrixT<Value, LocalIndex, ColIndex>> COOMatrixT<Value, RowIndex, ColIndex>::splitRows(
+    const PartitionerT<RowIndex, LocalIndex>& partitioner) const {
+  LOG(INFO) << "begin splitRows";
+  std::vector<COOMatrixT<Value, LocalIndex, ColIndex>> parts(size_t(partitioner.getNumParts()));
+  for (int p = 0; p < partitioner.getNumParts(); ++p) {
+    parts[p].create(partitioner.getPartSize(p), m_impl->cols);
+    parts[p].getRowMaps().reserve(size_t(partitioner.getPartSize(p)));
+  }
+  for (const auto& [row, rowMap] : m_impl->rowMaps) {
+    LocalIndex local = 0;
+    int owner = partitioner.getOwner(row, &local);
+    parts[owner].getRowMaps()[local] = rowMap;
+  }
+  LOG(INFO) << "finish splitRows";
+  return parts;
+}
+
+template <class Value, class RowIndex, class ColIndex>
+void COOMatrixT<Value, RowIndex, ColIndex>::loadFromStream(std::istream& in) {
+  if (in.fail()) return;
+  long rows = 0, cols = 0, entries = 0;
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.empty() || line[0] == '%') continue;
+    std::istringstream(line) >> rows >> cols >> entries;
+    break;
+  }
+  m_impl->rows = RowIndex(rows);
+  m_impl->cols = ColIndex(cols);
+
+  const bool strict = Utils::isStrictMatrixMarket();
+  for (long k = 0; k < entries; ++k) {
+    long row = 0, col = 0;
+    Value v{};
+    in >> row >> col;
+    readCoordinateValue(in, v, strict);
+    // Nothing is reported on bad input; reading just stops.
+    if (in.fail()) break;
+    std::shared_ptr<RowMap> rowMap = getRowMap(RowIndex(row - 1));
+    rowMap->entries[ColIndex(col - 1)] = v;
+  }
+}
+
+template <class Value, class RowIndex, class ColIndex>
+void COOMatrixT<Value, RowIndex, ColIndex>::toCSR(CSRMatrixT<Value, int>& out) const {
+  if (m_impl->rowMaps.empty() || m_impl->rows <= 0) return;
+  CHECK(out.getDevice().type == 0) << "toCSR: the target must be on the host";
+  const int rows = int(m_impl->rows);
+  out.resize(rows, int(m_impl->cols), out.getDevice());
+
+  std::vector<std::shared_ptr<RowMap>> rowMaps(static_cast<size_t>(rows));
+  int* row_ptr = out.getRowPtr();
+  row_ptr[0] = 0;
+  for (int i = 0; i < rows; ++i) {
+    rowMaps[i] = getRowMap(RowIndex(i));
+    row_ptr[i + 1] = row_ptr[i] + int(rowMaps[i]->entries.size());
+  }
+
+  out.resizeNnz(row_ptr[rows], 0);
+  int* col_idx = out.getColIdx();
+  Value* values = out.getValues();
+  for (int i = 0; i < rows; ++i) {
+    int pos = row_ptr[i];
+    for (const auto& [col, v] : rowMaps[i]->entries) {
+      col_idx[pos] = int(col);
+      values[pos] = v;
+      ++pos;
+    }
+  }
+}
+
+template class COOMatrixT<int, int, int>;
+template class COOMatrixT<long, int, int>;
+template class COOMatrixT<float, int, int>;
+template class COOMatrixT<double, int, int>;
+template class COOMatrixT<Complex<float>, int, int>;
+template class COOMatrixT<Complex<double>, int, int>;
+
+template class COOMatrixT<int, long, long>;
+template class COOMatrixT<long, long, long>;
+template class COOMatrixT<float, long, long>;
+template class COOMatrixT<double, long, long>;
+template class COOMatrixT<Complex<float>, long, long>;
+template class COOMatrixT<Complex<double>, long, long>;
+
+// Rows routed to their owner: local rows, global columns.
+template class COOMatrixT<int, int, long>;
+template class COOMatrixT<long, int, long>;
+template class COOMatrixT<float, int, long>;
+template class COOMatrixT<double, int, long>;
+template class COOMatrixT<Complex<float>, int, long>;
+template class COOMatrixT<Complex<double>, int, long>;
+
+template std::vector<COOMatrixT<int, int, int>> COOMatrixT<int, int, int>::splitRows(
+    const PartitionerT<int, int>&) const;
+template std::vector<COOMatrixT<long, int, int>> COOMatrixT<long, int, int>::splitRows(
+    const PartitionerT<int, int>&) const;
+template std::vector<COOMatrixT<float, int, int>> COOMatrixT<float, int, int>::splitRows(
+    const PartitionerT<int, int>&) const;
+template std::vector<COOMatrixT<double, int, int>> COOMatrixT<double, int, int>::splitRows(
+    const PartitionerT<int, int>&) const;
+template std::vector<COOMatrixT<Complex<float>, int, int>> COOMatrixT<Complex<float>, int, int>::splitRows(
+    const PartitionerT<int, int>&) const;
+template std::vector<COOMatrixT<Complex<double>, int, int>> COOMatrixT<Complex<double>, int, int>::splitRows(
+    const PartitionerT<int, int>&) const;
+
+template std::vector<COOMatrixT<int, int, long>> COOMatrixT<int, long, long>::splitRows(
+    const PartitionerT<long, int>&) const;
+template std::vector<COOMatrixT<long, int, long>> COOMatrixT<long, long, long>::splitRows(
+    const PartitionerT<long, int>&) const;
+template std::vector<COOMatrixT<float, int, long>> COOMatrixT<float, long, long>::splitRows(
+    const PartitionerT<long, int>&) const;
+template std::vector<COOMatrixT<double, int, long>> COOMatrixT<double, long, long>::splitRows(
+    const PartitionerT<long, int>&) const;
+template std::vector<COOMatrixT<Complex<float>, int, long>> COOMatrixT<Complex<float>, long, long>::splitRows(
+    const PartitionerT<long, int>&) const;
+template std::vector<COOMatrixT<Complex<double>, int, long>>
+COOMatrixT<Complex<double>, long, long>::splitRows(const PartitionerT<long, int>&) const;
+
+}  // namespace velmo

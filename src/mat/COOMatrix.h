@@ -1,0 +1,82 @@
+#pragma once
+
+#include <istream>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "mat/Partitioner.h"
+
+namespace velmo {
+
+template <class Value, class LocalIndex>
+class CSRMatrixT;
+
+// How setValue treats an entry: 0 overwrites it, 1 adds to it (a new entry starts at zero).
+// Any other mode stores nothing.
+using SetValueMode = int;
+
+// One row of a coordinate matrix: its entries by column, with a mutex of its own so that
+// writers to different rows never wait for each other.
+template <class ColIndex, class Value>
+struct MapWithLockType {
+  std::unordered_map<ColIndex, Value> entries;
+  std::mutex lock;
+};
+
+// Coordinate form of a local sparse matrix: a row-keyed table of column-keyed rows, filled in
+// any order and from many threads, then converted to compressed rows. Rows are keyed by
+// RowIndex and columns by ColIndex: global by global while assembling, local by global once
+// routed to their owner. Copies of the handle share the table, and rows move between tables
+// by shared pointer, never by copy.
+template <class Value, class RowIndex, class ColIndex>
+class COOMatrixT {
+ public:
+  using RowMap = MapWithLockType<ColIndex, Value>;
+  using RowMapTable = std::unordered_map<RowIndex, std::shared_ptr<RowMap>>;
+
+  struct COOMatrixImpl {
+    RowMapTable rowMaps;
+    RowIndex rows = -1;  // -1 until set
+    ColIndex cols = -1;
+    std::mutex lock;  // guards rowMaps, never held while a row is touched
+  };
+
+  COOMatrixT() : m_impl(std::make_shared<COOMatrixImpl>()) {}
+
+  // A fresh, empty table of the given shape; other handles keep the old one.
+  void create(RowIndex rows, ColIndex cols);
+
+  RowIndex getRows() const { return m_impl->rows; }
+  ColIndex getCols() const { return m_impl->cols; }
+
+  // The row, made empty if it is new. Takes the table lock for the lookup only.
+  std::shared_ptr<RowMap> getRowMap(RowIndex row) const;
+  // The table itself, for walks in hash order and for routing rows by pointer. Not to be
+  // used while other threads call setValue.
+  RowMapTable& getRowMaps() const { return m_impl->rowMaps; }
+
+  // Thread-safe; see SetValueMode. The row is created even when the mode stores nothing.
+  void setValue(RowIndex row, ColIndex col, const Value& v, SetValueMode mode) const;
+
+  // Routes every row to its owner under `partitioner`: element p holds, under their local
+  // numbers, the rows of part p, shared with this table.
+  template <class LocalIndex>
+  std::vector<COOMatrixT<Value, LocalIndex, ColIndex>> splitRows(
+      const PartitionerT<RowIndex, LocalIndex>& partitioner) const;
+
+  // Reads Matrix Market coordinate text into the table; a repeated coordinate keeps its last
+  // value. Banner and comments are skipped unread, so symmetric files give their stored
+  // triangle only. A stream already failed leaves the matrix untouched.
+  void loadFromStream(std::istream& in);
+
+  // Rows 0 .. rows-1, with their entries in hash order (unsorted). An empty table or a
+  // matrix of no rows leaves `out` alone. Columns are narrowed to int.
+  void toCSR(CSRMatrixT<Value, int>& out) const;
+
+ private:
+  std::shared_ptr<COOMatrixImpl> m_impl;
+};
+
+}  // namespace velmo

@@ -1,0 +1,181 @@
+#include <cstdlib>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "SparseTestHelpers.h"
+#include "TestHelpers.h"
+#include "mat/COOMatrix.h"
+#include "mat/CSRMatrix.h"
+
+namespace {
+
+using namespace velmo;
+using test::kHost;
+using test::make;
+
+// Sets VELMO_STRICT_MATRIX_MARKET for one scope.
+class StrictMarket {
+ public:
+  explicit StrictMarket(bool strict) { setenv("VELMO_STRICT_MATRIX_MARKET", strict ? "1" : "0", 1); }
+  ~StrictMarket() { unsetenv("VELMO_STRICT_MATRIX_MARKET"); }
+};
+
+template <class V>
+CSRMatrixT<V, int> loadCsr(const std::string& text) {
+  std::istringstream in(text);
+  CSRMatrixT<V, int> m;
+  m.loadFromStream(in);
+  return m;
+}
+
+TEST(MatrixMarketCoordinate, BannerCommentsRepeatsAndOneBasedIndices) {
+  const std::string text =
+      "%%MatrixMarket matrix coordinate real general\n"
+      "% a comment\n"
+      "\n"
+      "3 4 5\n"
+      "1 1 1.5\n"
+      "3 4 -2\n"
+      "1 1 7\n"  // repeated: the last value wins
+      "2 2 3e+00\n"
+      "1 3\n 4.25\n";  // line ends carry no meaning
+  auto m = loadCsr<double>(text);
+  EXPECT_EQ(m.getRows(), 3);
+  EXPECT_EQ(m.getCols(), 4);
+  EXPECT_EQ(m.getNnzs(), 4);
+  EXPECT_EQ(m.getDevice(), kHost);
+  m.check(false);
+  EXPECT_EQ(test::toDense(m), (std::vector<double>{7, 0, 4.25, 0, 0, 3, 0, 0, 0, 0, 0, -2}));
+}
+
+TEST(MatrixMarketCoordinate, SymmetricLoadsOnlyStoredTriangle) {
+  auto m = loadCsr<float>(
+      "%%MatrixMarket matrix coordinate real symmetric\n"
+      "2 2 2\n"
+      "1 1 4\n"
+      "2 1 -1\n");
+  EXPECT_EQ(test::toDense(m), (std::vector<float>{4, 0, -1, 0}));
+}
+
+// The library writes scientific values for every type; integer matrices must read them back.
+TEST(MatrixMarketCoordinate, IntegerValuesInScientificForm) {
+  auto m = loadCsr<long>("2 2 2\n1 2 3.000000e+00\n2 1 -1.200000e+01\n");
+  EXPECT_EQ(test::toDense(m), (std::vector<long>{0, 3, -12, 0}));
+}
+
+TEST(MatrixMarketCoordinate, ComplexForms) {
+  const std::string own = "2 2 3\n1 1 1-j-2\n1 2 3+j4\n2 2 5\n";
+  {
+    StrictMarket mode(false);
+    auto m = loadCsr<Complex<double>>(own);
+    // "-j" negates the number that follows, so 1-j-2 reads as 1+2j.
+    EXPECT_EQ(test::toDense(m), (std::vector<Complex<double>>{{1, 2}, {3, 4}, {0, 0}, {5, 0}}));
+    // The form at the very end of the input, without a line end.
+    auto last = loadCsr<Complex<float>>("1 1 1\n1 1 2-j3");
+    EXPECT_EQ(test::toDense(last), (std::vector<Complex<float>>{{2, -3}}));
+  }
+  {
+    StrictMarket mode(true);
+    auto m = loadCsr<Complex<double>>("%%MatrixMarket matrix coordinate complex general\n2 1 2\n1 1 1 -2\n2 1 0.5 3\n");
+    EXPECT_EQ(test::toDense(m), (std::vector<Complex<double>>{{1, -2}, {0.5, 3}}));
+  }
+}
+
+TEST(MatrixMarketCoordinate, NothingToRead) {
+  // Comments alone leave zero rows, and toCSR leaves its target alone.
+  std::istringstream comments("%%MatrixMarket matrix coordinate real general\n% nothing\n");
+  COOMatrixT<double, int, int> coo;
+  coo.loadFromStream(comments);
+  EXPECT_EQ(coo.getRows(), 0);
+  auto target = test::makeCsr<double>(1, 1, {0, 1}, {0}, {9.0});
+  coo.toCSR(target);
+  EXPECT_EQ(target.getNnzs(), 1);
+
+  // A stream already failed is not read at all.
+  std::istringstream failed("2 2 1\n1 1 1\n");
+  failed.setstate(std::ios::failbit);
+  COOMatrixT<double, int, int> untouched;
+  untouched.loadFromStream(failed);
+  EXPECT_EQ(untouched.getRows(), -1);
+  CSRMatrixT<double, int> csr = test::makeCsr<double>(1, 1, {0, 1}, {0}, {9.0});
+  csr.loadFromStream(failed);
+  EXPECT_EQ(csr.getNnzs(), 1);
+
+  // A size line without entries gives empty rows, not garbage offsets.
+  auto empty = loadCsr<double>("3 3 0\n");
+  EXPECT_EQ(empty.getRows(), 3);
+  EXPECT_EQ(empty.evaluateNnzs(), 0);
+  empty.check(true);
+}
+
+// Rows beyond the declared count and row 0 (which becomes -1) stay in the table but never
+// reach the compressed form.
+TEST(MatrixMarketCoordinate, RowsOutsideTheMatrixAreDropped) {
+  std::istringstream in("2 2 3\n0 1 5\n3 1 6\n2 2 7\n");
+  COOMatrixT<double, int, int> coo;
+  coo.loadFromStream(in);
+  EXPECT_EQ(coo.getRowMaps().size(), 3u);
+  CSRMatrixT<double, int> m;
+  m.create(coo.getRows(), coo.getCols(), 0, kHost);
+  coo.toCSR(m);
+  EXPECT_EQ(test::toDense(m), (std::vector<double>{0, 0, 0, 7}));
+}
+
+TEST(COOMatrix, SetValueModes) {
+  COOMatrixT<Complex<double>, long, long> coo;
+  coo.create(3, 3);
+  using C = Complex<double>;
+  coo.setValue(0, 1, C(1, 1), 0);
+  coo.setValue(0, 1, C(2, 0), 0);  // overwrite
+  coo.setValue(1, 2, C(0, 3), 1);  // add to a new entry starts from zero
+  coo.setValue(1, 2, C(1, 0), 1);
+  coo.setValue(2, 0, C(5, 5), 1);
+  coo.setValue(2, 0, C(4, 0), 0);  // overwrite discards the sum
+  coo.setValue(2, 2, C(9, 9), 7);  // unknown mode: row exists, nothing stored
+  EXPECT_EQ(coo.getRowMap(0)->entries.at(1), C(2, 0));
+  EXPECT_EQ(coo.getRowMap(1)->entries.at(2), C(1, 3));
+  EXPECT_EQ(coo.getRowMap(2)->entries.at(0), C(4, 0));
+  EXPECT_EQ(coo.getRowMap(2)->entries.count(2), 0u);
+}
+
+TEST(COOMatrix, ConcurrentAddsToSharedRows) {
+  COOMatrixT<long, long, long> coo;
+  coo.create(4, 4);
+  const int threads = 4, repeats = 2000;
+  std::vector<std::thread> pool;
+  for (int t = 0; t < threads; ++t) {
+    pool.emplace_back([&coo, t] {
+      for (int r = 0; r < repeats; ++r) coo.setValue(r % 4, (r + t) % 4, 1, 1);
+    });
+  }
+  for (auto& thread : pool) thread.join();
+  long total = 0;
+  for (const auto& [row, rowMap] : coo.getRowMaps()) {
+    for (const auto& [col, v] : rowMap->entries) total += v;
+  }
+  EXPECT_EQ(total, long(threads) * repeats);
+}
+
+TEST(COOMatrix, SplitRowsSharesRowsUnderLocalNumbers) {
+  COOMatrixT<double, long, long> coo;
+  coo.create(6, 8);
+  coo.setValue(0, 7, 1.0, 0);
+  coo.setValue(5, 2, 2.0, 0);
+  PartitionerT<long, int> rows;
+  rows.create(6, comu::kCommSelf);
+  auto parts = coo.splitRows(rows);
+  ASSERT_EQ(parts.size(), 1u);
+  EXPECT_EQ(parts[0].getRows(), 6);
+  EXPECT_EQ(parts[0].getCols(), 8);
+  EXPECT_EQ(parts[0].getRowMaps().at(5), coo.getRowMaps().at(5));  // moved by pointer
+
+  // Columns stay global until the conversion narrows them.
+  CSRMatrixT<double, int> local;
+  parts[0].toCSR(local);
+  EXPECT_EQ(local.getRows(), 6);
+  EXPECT_EQ(test::toDense(local)[7], 1.0);
+  EXPECT_EQ(test::toDense(local)[5 * 8 + 2], 2.0);
+}
+
+}  // namespace
