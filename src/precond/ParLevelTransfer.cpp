@@ -1,0 +1,66 @@
+#include "precond/ParLevelTransfer.h"
+
+namespace velmo {
+
+template <class V, class G, class L>
+Factory<ParLevelTransferT<V, G, L>>& ParLevelTransferT<V, G, L>::getFactory() {
+  static Factory<ParLevelTransferT> factory("level_transfer_type");
+  return factory;
+}
+
+template <class V, class G, class L>
+Factory<ParRestrictionerT<V, G, L>>& ParRestrictionerT<V, G, L>::getFactory() {
+  static Factory<ParRestrictionerT> factory("restrictioner_type");
+  return factory;
+}
+
+template <class V, class G, class L>
+Factory<ParProlongationerT<V, G, L>>& ParProlongationerT<V, G, L>::getFactory() {
+  static Factory<ParProlongationerT> factory("prolongationer_type");
+  return factory;
+}
+
+template <class V, class G, class L>
+Factory<ParCoarsenerT<V, G, L>>& ParCoarsenerT<V, G, L>::getFactory() {
+  static Factory<ParCoarsenerT> factory("coarsener_type");
+  return factory;
+}
+
+template <class V, class G, class L>
+Factory<ParInterpolatorT<V, G, L>>& ParInterpolatorT<V, G, L>::getFactory() {
+  static Factory<ParInterpolatorT> factory("interpolator_type");
+  return factory;
+}
+
+template <class V, class G, class L>
+Factory<ParAggregatorT<V, G, L>>& ParAggregatorT<V, G, L>::getFactory() {
+  static Factory<ParAggregatorT> factory("aggregator_type");
+  return factory;
+}
+
+#define VELMO_INSTANTIATE_TRANSFER(V, G, L)            \
+  template class ParLevelTransferT<V, G, L>;           \
+  template class ParRestrictionerT<V, G, L>;           \
+  template class ParProlongationerT<V, G, L>;          \
+  template class ParCoarsenerT<V, G, L>;               \
+  template class ParInterpolatorT<V, G, L>;            \
+  template class ParAggregatorT<V, G, L>;              \
+  template class Factory<ParLevelTransferT<V, G, L>>;  \
+  template class Factory<ParRestrictionerT<V, G, L>>;  \
+  template class Factory<ParProlongationerT<V, G, L>>; \
+  template class Factory<ParCoarsenerT<V, G, L>>;      \
+  template class Factory<ParInterpolatorT<V, G, L>>;   \
+  template class Factory<ParAggregatorT<V, G, L>>;
+
+VELMO_INSTANTIATE_TRANSFER(float, long, int)
+VELMO_INSTANTIATE_TRANSFER(double, long, int)
+VELMO_INSTANTIATE_TRANSFER(Complex<float>, long, int)
+VELMO_INSTANTIATE_TRANSFER(Complex<double>, long, int)
+VELMO_INSTANTIATE_TRANSFER(float, int, int)
+VELMO_INSTANTIATE_TRANSFER(double, int, int)
+VELMO_INSTANTIATE_TRANSFER(Complex<float>, int, int)
+VELMO_INSTANTIATE_TRANSFER(Complex<double>, int, int)
+
+#undef VELMO_INSTANTIATE_TRANSFER
+
+}  // namespace velmo
