@@ -1,0 +1,139 @@
+// velmo-solve: solves one linear system described by a JSON object.
+//
+//   velmo-solve [CONFIG.json]
+//
+// Without an argument it solves the built-in default, the 3-D Poisson problem on a 64^3
+// grid by PCG. Exit codes: 0 converged, 2 bad input, 3 the solve ended without reaching
+// its tolerance.
+#include <glog/logging.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include <velmo/Version.h>
+
+#include "ConfigCheck.h"
+#include "MatrixMarketCheck.h"
+#include "mat/ParCSRMatrix.h"
+#include "mat/ParMatrix.h"
+#include "operators/ParOperator.h"
+#include "utils/Device.h"
+#include "utils/TestCase.h"
+
+namespace {
+
+using namespace velmo;
+using driver::InputError;
+
+constexpr int kExitBadInput = 2;
+constexpr int kExitNotConverged = 3;
+
+const char* kDefaultConfig = R"({
+  "testcase_type": "PoissonFDM",
+  "PoissonFDM_params": { "dim": 3, "N": 64 },
+  "solver_type": "SolverPCG",
+  "SolverPCG_params": { "rtol": 1e-8, "max_its": 1000 }
+})";
+
+json readConfig(int argc, char** argv) {
+  if (argc > 2) throw InputError("usage: velmo-solve [CONFIG.json]");
+  if (argc < 2) return json::parse(kDefaultConfig);
+  std::ifstream in(argv[1]);
+  if (!in) throw InputError(std::string(argv[1]) + ": cannot open the configuration file");
+  std::stringstream text;
+  text << in.rdbuf();
+  try {
+    return json::parse(text.str());
+  } catch (const json::parse_error& e) {
+    throw InputError(std::string(argv[1]) + ": not valid JSON: " + e.what());
+  }
+}
+
+double seconds(std::chrono::steady_clock::time_point since) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
+}
+
+template <class Value>
+int run(const json& config) {
+  using ParCSRMatrix = ParCSRMatrixT<Value, long, int>;
+  using ParMatrix = ParMatrixT<Value, long, int>;
+  using Solver = ParSolverT<Value, long, int>;
+  using Preconditioner = ParPreconditionerT<Value, long, int>;
+  using TestCase = TestCaseT<Value, long, int>;
+
+  driver::checkConfig<Value>(config);
+
+  std::printf("configuration:\n%s\n", config.dump(2).c_str());
+  ParCSRMatrix A;
+  ParMatrix x, b;
+  TestCase::getFactory().createInstance(config)->generate(A, x, b);
+  std::printf("problem: %ld rows, %ld nonzeros, device %s\n", long(A.getRows()), A.getNnzs(),
+              A.getDevice().toString().c_str());
+  std::fflush(stdout);
+
+  auto solver = Solver::getFactory().createInstance(config);
+  auto setupStart = std::chrono::steady_clock::now();
+  if (config.contains("preconditioner_type")) {
+    std::shared_ptr<Preconditioner> M = Preconditioner::getFactory().createInstance(config);
+    M->setup(A);
+    solver->setPreconditioner(M);
+  }
+  solver->setup(A);
+  double setupTime = seconds(setupStart);
+
+  int iterations = 0;
+  double reported = 0;
+  auto solveStart = std::chrono::steady_clock::now();
+  solver->solve(A, b, x, iterations, reported);
+  double solveTime = seconds(solveStart);
+  std::fflush(stdout);
+
+  double normB = ParMatrix::normL2(b);
+  double trueResidual = normB > 0 ? ParMatrix::residual(A, x, b) / normB : 0.0;
+  bool converged = solver->converged();
+  std::printf("setup time:          %.3f s\n", setupTime);
+  std::printf("solve time:          %.3f s\n", solveTime);
+  std::printf("iterations:          %d\n", iterations);
+  std::printf("reported residual:   %.6e\n", reported);
+  std::printf("true residual:       %.6e  (||b - A x|| / ||b||)\n", trueResidual);
+  std::printf("converged:           %s\n", converged ? "yes" : "no");
+
+  if (config.contains("output_x")) {
+    const std::string path = config["output_x"].get<std::string>();
+    std::ofstream out(path);
+    if (!out) throw InputError(path + ": cannot write the solution");
+    x.getLocalMatrix().toDevice(Device(0, 0)).saveToStream(out, 17);
+    std::printf("solution written to %s\n", path.c_str());
+  }
+  return converged ? 0 : kExitNotConverged;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Line-buffered, so that progress and errors interleave in order when piped.
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  // The library's progress log stays quiet unless GLOG_minloglevel asks for it.
+  FLAGS_logtostderr = true;
+  if (std::getenv("GLOG_minloglevel") == nullptr) FLAGS_minloglevel = google::GLOG_WARNING;
+  google::InitGoogleLogging("velmo");
+  std::printf("velmo-solve %s, backends: %s\n", VELMO_VERSION_STRING, VELMO_BACKENDS_STRING);
+  int rc = kExitBadInput;
+  Device::initialize();
+  try {
+    json config = readConfig(argc, argv);
+    rc = driver::valueTypeOf(config) == "complex" ? run<Complex<double>>(config) : run<double>(config);
+  } catch (const InputError& e) {
+    std::fprintf(stderr, "velmo-solve: %s\n", e.what());
+  } catch (const json::exception& e) {
+    std::fprintf(stderr, "velmo-solve: bad configuration: %s\n", e.what());
+  }
+  Device::finalize();
+  return rc;
+}

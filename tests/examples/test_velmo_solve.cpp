@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <string>
+
+namespace {
+
+struct SolveRun {
+  int code;
+  std::string output;  // stdout and stderr together
+};
+
+SolveRun solve(const std::string& args) {
+  std::string command = std::string(VELMO_SOLVE_PATH) + " " + args + " 2>&1";
+  SolveRun run{-1, {}};
+  FILE* pipe = popen(command.c_str(), "r");
+  char buffer[4096];
+  for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) run.output.append(buffer, n);
+  int status = pclose(pipe);
+  run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+std::string writeConfig(const std::string& name, const std::string& text) {
+  std::string path = testing::TempDir() + name;
+  std::ofstream(path) << text;
+  return path;
+}
+
+double numberAfter(const std::string& text, const std::string& label) {
+  std::smatch m;
+  std::regex pattern(label + R"(\s+([-+0-9.eE]+))");
+  if (!std::regex_search(text, m, pattern)) return -1;
+  return std::stod(m[1]);
+}
+
+TEST(VelmoSolve, PoissonSolveReportsItsTrueResidual) {
+  auto config = writeConfig("p3.json", R"({"testcase_type": "PoissonFDM",
+      "PoissonFDM_params": {"dim": 3, "N": 12}, "solver_type": "SolverPCG",
+      "SolverPCG_params": {"rtol": 1e-8, "verbose": 1}})");
+  SolveRun run = solve(config);
+  ASSERT_EQ(run.code, 0) << run.output;
+  EXPECT_EQ(run.output.rfind("velmo-solve ", 0), 0u) << "version first";
+  EXPECT_NE(run.output.find("problem: 1728 rows, 11232 nonzeros, device cpu:0"), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("======================== PCG ====================="), std::string::npos);
+  EXPECT_NE(run.output.find("converged:           yes"), std::string::npos);
+  double reported = numberAfter(run.output, "reported residual:");
+  double trueResidual = numberAfter(run.output, "true residual:");
+  // The tolerance is relative to the initial residual, which here exceeds ||b||.
+  EXPECT_GT(reported, 0.0);
+  EXPECT_LE(reported, 1e-7);
+  EXPECT_NEAR(trueResidual, reported, 1e-9);
+}
+
+TEST(VelmoSolve, MatrixMarketInputAndSolutionOutput) {
+  std::string xPath = testing::TempDir() + "x.mtx";
+  auto config = writeConfig("mm.json", std::string(R"({"testcase_type": "MatrixMarket",
+      "MatrixMarket_params": {"filename_A": ")") + VELMO_SOURCE_DIR +
+      R"(/examples/data/poisson2d_8.mtx"}, "solver_type": "SolverPCG",
+      "SolverPCG_params": {"rtol": 1e-10}, "preconditioner_type": "PrecondIdentity",
+      "output_x": ")" + xPath + "\"}");
+  SolveRun run = solve(config);
+  ASSERT_EQ(run.code, 0) << run.output;
+  EXPECT_NE(run.output.find("problem: 64 rows, 288 nonzeros"), std::string::npos) << run.output;
+  std::ifstream x(xPath);
+  std::string banner;
+  std::getline(x, banner);
+  EXPECT_EQ(banner, "%%MatrixMarket matrix array real general");
+}
+
+TEST(VelmoSolve, ComplexArithmetic) {
+  auto config = writeConfig("c.json", R"({"value_type": "complex", "testcase_type": "PoissonFDM",
+      "PoissonFDM_params": {"dim": 2, "N": 10}, "solver_type": "SolverPCG"})");
+  SolveRun run = solve(config);
+  EXPECT_EQ(run.code, 0) << run.output;
+  EXPECT_NE(run.output.find("converged:           yes"), std::string::npos);
+}
+
+TEST(VelmoSolve, BadInputGetsOneLineAndExitCodeTwo) {
+  struct Case {
+    std::string args;
+    std::string message;
+  };
+  const std::string mm = std::string(R"({"testcase_type": "MatrixMarket", "solver_type": "SolverPCG",
+      "MatrixMarket_params": {"filename_A": ")");
+  const std::string badMatrix = testing::TempDir() + "bad.mtx";
+  std::ofstream(badMatrix) << "%%MatrixMarket matrix coordinate real general\n3 3 2\n1 1 1\n4 2 1\n";
+  const Case cases[] = {
+      {testing::TempDir() + "absent.json", "absent.json: cannot open the configuration file"},
+      {writeConfig("broken.json", "{\"solver_type\": "), "broken.json: not valid JSON"},
+      {writeConfig("array.json", "[1, 2]"), "the configuration must be a JSON object"},
+      {writeConfig("nosolver.json", R"({"testcase_type": "PoissonFDM"})"), "missing \"solver_type\""},
+      {writeConfig("nocase.json", R"({"solver_type": "SolverPCG"})"), "missing \"testcase_type\""},
+      {writeConfig("unknown.json", R"({"testcase_type": "PoissonFDM", "solver_type": "SolverXYZ"})"),
+       "unknown solver_type \"SolverXYZ\"; registered: "},
+      {writeConfig("value.json", R"({"value_type": "quad", "testcase_type": "PoissonFDM", "solver_type": "SolverPCG"})"),
+       "unknown value_type \"quad\""},
+      {writeConfig("device.json", R"({"testcase_type": "PoissonFDM", "solver_type": "SolverPCG",
+          "PoissonFDM_params": {"device": "cuda:7"}})"), "device \"cuda:7\" is not available"},
+      {writeConfig("badmm.json", mm + badMatrix + "\"}}"), "bad.mtx:4: row 4 out of range 1..3"},
+      {writeConfig("type.json", R"({"testcase_type": "PoissonFDM", "solver_type": "SolverPCG",
+          "PoissonFDM_params": {"N": "many"}})"), "bad configuration: "},
+      {"a.json b.json", "usage: velmo-solve [CONFIG.json]"},
+  };
+  for (const Case& c : cases) {
+    SolveRun run = solve(c.args);
+    EXPECT_EQ(run.code, 2) << c.args << "\n" << run.output;
+    EXPECT_NE(run.output.find("velmo-solve: "), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find(c.message), std::string::npos) << run.output;
+  }
+  SolveRun unknown = solve(cases[5].args);
+  EXPECT_NE(unknown.output.find("SolverPCG"), std::string::npos) << "lists the registered names";
+}
+
+TEST(VelmoSolve, UnconvergedSolveHasItsOwnExitCode) {
+  auto config = writeConfig("short.json", R"({"testcase_type": "PoissonFDM",
+      "PoissonFDM_params": {"dim": 2, "N": 20}, "solver_type": "SolverPCG",
+      "SolverPCG_params": {"max_its": 3}})");
+  SolveRun run = solve(config);
+  EXPECT_EQ(run.code, 3) << run.output;
+  EXPECT_NE(run.output.find("iterations:          3"), std::string::npos);
+  EXPECT_NE(run.output.find("converged:           no"), std::string::npos);
+}
+
+}  // namespace
