@@ -31,11 +31,3 @@ else()
   set(VELMO_BACKENDS "openmp")
 endif()
 message(STATUS "velmo backends: ${VELMO_BACKENDS}")
-
-# Kernel translation units are the only ones nvcc sees.
-function(velmo_cuda_sources)
-  if(VELMO_HAVE_CUDA)
-    set_source_files_properties(${ARGN} DIRECTORY ${CMAKE_SOURCE_DIR}/src
-      PROPERTIES LANGUAGE CUDA)
-  endif()
-endfunction()

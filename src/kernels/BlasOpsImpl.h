@@ -13,11 +13,11 @@ struct BlasOpsImpl {
   using R = RealOf<T>;
   using Policy = spm::RangePolicy<Space>;
 
-  static void fill(const Space& s, I n, T a, T* x) {
+  VELMO_KERNEL_ENTRY static void fill(const Space& s, I n, T a, T* x) {
     spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) { x[i] = a; });
   }
 
-  static void scal(const Space& s, I n, T a, T* x) {
+  VELMO_KERNEL_ENTRY static void scal(const Space& s, I n, T a, T* x) {
     if (a == T(0)) {
       spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) { x[i] = T(0); });
     } else {
@@ -25,15 +25,15 @@ struct BlasOpsImpl {
     }
   }
 
-  static void copy(const Space& s, I n, const T* x, T* y) {
+  VELMO_KERNEL_ENTRY static void copy(const Space& s, I n, const T* x, T* y) {
     spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) { y[i] = x[i]; });
   }
 
-  static void axpy(const Space& s, I n, T a, const T* x, T* y) {
+  VELMO_KERNEL_ENTRY static void axpy(const Space& s, I n, T a, const T* x, T* y) {
     spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) { y[i] = a * x[i] + y[i]; });
   }
 
-  static void axpby(const Space& s, I n, T a, const T* x, T b, T* y) {
+  VELMO_KERNEL_ENTRY static void axpby(const Space& s, I n, T a, const T* x, T b, T* y) {
     if (b == T(0)) {
       spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) { y[i] = a * x[i]; });
     } else {
@@ -41,12 +41,12 @@ struct BlasOpsImpl {
     }
   }
 
-  static void axpbypz(const Space& s, I n, T a, const T* x, T b, const T* y, T* z) {
+  VELMO_KERNEL_ENTRY static void axpbypz(const Space& s, I n, T a, const T* x, T b, const T* y, T* z) {
     spm::parallel_for(Policy(s, 0, n),
                       VELMO_LAMBDA(long i) { z[i] = a * x[i] + b * y[i] + z[i]; });
   }
 
-  static void axypbz(const Space& s, I n, T a, const T* x, const T* y, T b, T* z) {
+  VELMO_KERNEL_ENTRY static void axypbz(const Space& s, I n, T a, const T* x, const T* y, T b, T* z) {
     if (b == T(0)) {
       spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) { z[i] = a * x[i] * y[i]; });
     } else {
@@ -55,7 +55,7 @@ struct BlasOpsImpl {
     }
   }
 
-  static void axpbypcz(const Space& s, I n, T a, const T* x, T b, const T* y, T c, T* z) {
+  VELMO_KERNEL_ENTRY static void axpbypcz(const Space& s, I n, T a, const T* x, T b, const T* y, T c, T* z) {
     if (c == T(0)) {
       spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) { z[i] = a * x[i] + b * y[i]; });
     } else {
@@ -64,7 +64,7 @@ struct BlasOpsImpl {
     }
   }
 
-  static void reciprocal(const Space& s, I n, T a, T* x) {
+  VELMO_KERNEL_ENTRY static void reciprocal(const Space& s, I n, T a, T* x) {
     if (a == T(0)) {
       spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) { x[i] = T(0); });
     } else {
@@ -72,7 +72,7 @@ struct BlasOpsImpl {
     }
   }
 
-  static void pow(const Space& s, I n, T a, T* x) {
+  VELMO_KERNEL_ENTRY static void pow(const Space& s, I n, T a, T* x) {
     if constexpr (is_complex_v<T>) {
       // Deliberately leaves complex data as it is.
       spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long) {});
@@ -81,22 +81,22 @@ struct BlasOpsImpl {
     }
   }
 
-  static void get_real(const Space& s, I n, const T* x, R* y) {
+  VELMO_KERNEL_ENTRY static void get_real(const Space& s, I n, const T* x, R* y) {
     spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) { y[i] = realPart(x[i]); });
   }
 
-  static void get_imag(const Space& s, I n, const T* x, R* y) {
+  VELMO_KERNEL_ENTRY static void get_imag(const Space& s, I n, const T* x, R* y) {
     spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) { y[i] = imagPart(x[i]); });
   }
 
-  static void create_complex(const Space& s, I n, const R* re, const R* im, Complex<R>* z) {
+  VELMO_KERNEL_ENTRY static void create_complex(const Space& s, I n, const R* re, const R* im, Complex<R>* z) {
     spm::parallel_for(Policy(s, 0, n), VELMO_LAMBDA(long i) {
       z[i] = Complex<R>(re ? re[i] : R(0), im ? im[i] : R(0));
     });
   }
 
   // Ascending positions need one ordered pass: a range of one.
-  static void get_nonzero_indices(const Space& s, I n, const T* x, I* indices, I* count) {
+  VELMO_KERNEL_ENTRY static void get_nonzero_indices(const Space& s, I n, const T* x, I* indices, I* count) {
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
       I k = 0;
       for (I i = 0; i < n; ++i) {
@@ -109,7 +109,7 @@ struct BlasOpsImpl {
     });
   }
 
-  static T dot(const Space& s, I n, const T* x, const T* y) {
+  VELMO_KERNEL_ENTRY static T dot(const Space& s, I n, const T* x, const T* y) {
     T result = T(0);
     spm::Sum<T, Space> sum(&result);
     spm::parallel_reduce(Policy(s, 0, n), VELMO_LAMBDA(long i, T& acc) { acc += conj(x[i]) * y[i]; },
@@ -117,7 +117,7 @@ struct BlasOpsImpl {
     return result;
   }
 
-  static T dotu(const Space& s, I n, const T* x, const T* y) {
+  VELMO_KERNEL_ENTRY static T dotu(const Space& s, I n, const T* x, const T* y) {
     T result = T(0);
     spm::Sum<T, Space> sum(&result);
     spm::parallel_reduce(Policy(s, 0, n), VELMO_LAMBDA(long i, T& acc) { acc += x[i] * y[i]; }, sum);
@@ -125,7 +125,7 @@ struct BlasOpsImpl {
   }
 
   // A NaN never wins `acc < v`, so it never enters a partial.
-  static R abs_max(const Space& s, I n, const T* x) {
+  VELMO_KERNEL_ENTRY static R abs_max(const Space& s, I n, const T* x) {
     R result = R(0);
     spm::Max<R, Space> max(&result);
     spm::parallel_reduce(Policy(s, 0, n), VELMO_LAMBDA(long i, R& acc) {
@@ -135,7 +135,7 @@ struct BlasOpsImpl {
     return result;
   }
 
-  static R abs_sum(const Space& s, I n, const T* x, R p) {
+  VELMO_KERNEL_ENTRY static R abs_sum(const Space& s, I n, const T* x, R p) {
     R result = R(0);
     spm::Sum<R, Space> sum(&result);
     if (p == R(1)) {
@@ -174,9 +174,33 @@ struct BlasOpsImpl {
 
 template <class To, class From, class I, class Space>
 struct MixedBlasOpsImpl {
-  static void copy(const Space& s, I n, const From* x, To* y) {
+  VELMO_KERNEL_ENTRY static void copy(const Space& s, I n, const From* x, To* y) {
     spm::parallel_for(spm::RangePolicy<Space>(s, 0, n), VELMO_LAMBDA(long i) { y[i] = To(x[i]); });
   }
 };
+
+// The GPU side of these bodies is compiled by nvcc alone, in BlasOpsCuda.cu.
+#if defined(VELMO_HAVE_CUDA) && !defined(__CUDACC__)
+extern template struct BlasOpsImpl<int, int, spm::Cuda>;
+extern template struct BlasOpsImpl<int, long, spm::Cuda>;
+extern template struct BlasOpsImpl<long, int, spm::Cuda>;
+extern template struct BlasOpsImpl<long, long, spm::Cuda>;
+extern template struct BlasOpsImpl<float, int, spm::Cuda>;
+extern template struct BlasOpsImpl<float, long, spm::Cuda>;
+extern template struct BlasOpsImpl<double, int, spm::Cuda>;
+extern template struct BlasOpsImpl<double, long, spm::Cuda>;
+extern template struct BlasOpsImpl<Complex<float>, int, spm::Cuda>;
+extern template struct BlasOpsImpl<Complex<float>, long, spm::Cuda>;
+extern template struct BlasOpsImpl<Complex<double>, int, spm::Cuda>;
+extern template struct BlasOpsImpl<Complex<double>, long, spm::Cuda>;
+extern template struct MixedBlasOpsImpl<double, float, int, spm::Cuda>;
+extern template struct MixedBlasOpsImpl<double, float, long, spm::Cuda>;
+extern template struct MixedBlasOpsImpl<float, double, int, spm::Cuda>;
+extern template struct MixedBlasOpsImpl<float, double, long, spm::Cuda>;
+extern template struct MixedBlasOpsImpl<Complex<double>, Complex<float>, int, spm::Cuda>;
+extern template struct MixedBlasOpsImpl<Complex<double>, Complex<float>, long, spm::Cuda>;
+extern template struct MixedBlasOpsImpl<Complex<float>, Complex<double>, int, spm::Cuda>;
+extern template struct MixedBlasOpsImpl<Complex<float>, Complex<double>, long, spm::Cuda>;
+#endif
 
 }  // namespace velmo

@@ -7,6 +7,10 @@
 #include "kernels/spm.h"
 #include "utils/Device.h"
 
+#if defined(VELMO_HAVE_CUDA)
+#include <cuda_runtime_api.h>
+#endif
+
 namespace velmo::detail {
 
 // The one switch of every kernel family: the device picks the execution space, and an
@@ -19,7 +23,7 @@ auto dispatch(const Device& dev, Fn&& fn) {
       const spm::OpenMP space(omp_get_max_threads());
       return fn(space);
     }
-#if defined(__CUDACC__)
+#if defined(VELMO_HAVE_CUDA)
     case 1: {
       cudaSetDevice(dev.id);
       Device::DeviceInfo info = dev.getDeviceInfo();

@@ -17,7 +17,7 @@ struct SpBlasOpsImpl {
   using Policy = spm::RangePolicy<Space>;
 
   // The beta == 0 body never reads y, so NaNs left in it do not spread.
-  static void aAxpby(const Space& s, Value alpha, Index rows, Index /*cols*/, const Index* row_ptr,
+  VELMO_KERNEL_ENTRY static void aAxpby(const Space& s, Value alpha, Index rows, Index /*cols*/, const Index* row_ptr,
                      const Index* row_end, const Index* col_idx, const Value* values, const Value* x,
                      Value beta, Value* y) {
     if (beta == Value(0)) {
@@ -35,7 +35,7 @@ struct SpBlasOpsImpl {
     }
   }
 
-  static void aAxpby_multi(const Space& s, Value alpha, Index rows, Index cols, const Index* row_ptr,
+  VELMO_KERNEL_ENTRY static void aAxpby_multi(const Space& s, Value alpha, Index rows, Index cols, const Index* row_ptr,
                            const Index* col_idx, const Value* values, Index nvecs, Index ldx,
                            const Value* x, Value beta, Index ldy, Value* y) {
     for (Index v = 0; v < nvecs; ++v) {
@@ -44,7 +44,7 @@ struct SpBlasOpsImpl {
     }
   }
 
-  static void csr2dense(const Space& s, Index rows, Index cols, const Index* row_ptr, const Index* col_idx,
+  VELMO_KERNEL_ENTRY static void csr2dense(const Space& s, Index rows, Index cols, const Index* row_ptr, const Index* col_idx,
                         const Value* values, Value* dense) {
     spm::parallel_for(Policy(s, 0, long(rows) * cols), VELMO_LAMBDA(long i) { dense[i] = Value(0); });
     spm::parallel_for(Policy(s, 0, rows), VELMO_LAMBDA(long i) {
@@ -52,7 +52,7 @@ struct SpBlasOpsImpl {
     });
   }
 
-  static void csr_diag(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr, const Index* col_idx,
+  VELMO_KERNEL_ENTRY static void csr_diag(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr, const Index* col_idx,
                        const Value* values, Value* diag, Index rowOffset, Index colOffset) {
     spm::parallel_for(Policy(s, 0, rows), VELMO_LAMBDA(long i) {
       for (Index k = row_ptr[i]; k < row_ptr[i + 1]; ++k) {
@@ -64,7 +64,7 @@ struct SpBlasOpsImpl {
     });
   }
 
-  static void csr_axpby_diag(const Space& s, Value alpha, const Value* x, Value beta, const Value* y,
+  VELMO_KERNEL_ENTRY static void csr_axpby_diag(const Space& s, Value alpha, const Value* x, Value beta, const Value* y,
                              MergeRawMat A, MergeRawMat out) {
     Index* outPtr = const_cast<Index*>(out.row_ptr);
     spm::parallel_for(Policy(s, 0, A.rows), VELMO_LAMBDA(long i) {
@@ -107,7 +107,7 @@ struct SpBlasOpsImpl {
   }
 
   // The copy follows out.row_ptr, so startNnz is not needed.
-  static void csr_append_rows(const Space& s, RawMat out, Index startRow, Index /*startNnz*/, RawMat src) {
+  VELMO_KERNEL_ENTRY static void csr_append_rows(const Space& s, RawMat out, Index startRow, Index /*startNnz*/, RawMat src) {
     Index* p = const_cast<Index*>(out.row_ptr) + startRow;
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
       if (startRow == 0) p[0] = 0;
@@ -125,7 +125,7 @@ struct SpBlasOpsImpl {
     });
   }
 
-  static void csr_merge_cols(const Space& s, Index count, const MergeRawMat* blocks, RawMat out) {
+  VELMO_KERNEL_ENTRY static void csr_merge_cols(const Space& s, Index count, const MergeRawMat* blocks, RawMat out) {
     Index* outPtr = const_cast<Index*>(out.row_ptr);
     spm::parallel_for(Policy(s, 0, out.rows), VELMO_LAMBDA(long i) {
       Index len = 0;
@@ -148,7 +148,7 @@ struct SpBlasOpsImpl {
   }
 
   // Rows land at the block's local row numbers: only a single block merges correctly.
-  static void csr_merge_rows(const Space& s, Index count, const MergeRawMat* blocks, RawMat out) {
+  VELMO_KERNEL_ENTRY static void csr_merge_rows(const Space& s, Index count, const MergeRawMat* blocks, RawMat out) {
     Index* outPtr = const_cast<Index*>(out.row_ptr);
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
       Index pos = 1;
@@ -173,13 +173,13 @@ struct SpBlasOpsImpl {
     });
   }
 
-  static void get_row_element_count(const Space& s, RawMat A, Index count, Index* result) {
+  VELMO_KERNEL_ENTRY static void get_row_element_count(const Space& s, RawMat A, Index count, Index* result) {
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
       for (Index i = 0; i < count; ++i) result[i] = A.row_end[i] - A.row_ptr[i];
     });
   }
 
-  static void get_col_element_count(const Space& s, RawMat A, Index count, Index* result) {
+  VELMO_KERNEL_ENTRY static void get_col_element_count(const Space& s, RawMat A, Index count, Index* result) {
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
       for (Index c = 0; c < count; ++c) result[c] = 0;
       for (Index i = 0; i < A.rows; ++i) {
@@ -189,7 +189,7 @@ struct SpBlasOpsImpl {
   }
 
   // Element access scans linearly, since rows need not be sorted.
-  static void get_element_value(const Space& s, Index /*rows*/, Index /*cols*/, const Index* row_ptr,
+  VELMO_KERNEL_ENTRY static void get_element_value(const Space& s, Index /*rows*/, Index /*cols*/, const Index* row_ptr,
                                 const Index* col_idx, const Value* values, Index row, Index col,
                                 Value* value, int* found) {
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
@@ -205,7 +205,7 @@ struct SpBlasOpsImpl {
     });
   }
 
-  static void set_element_value(const Space& s, Index /*rows*/, Index /*cols*/, const Index* row_ptr,
+  VELMO_KERNEL_ENTRY static void set_element_value(const Space& s, Index /*rows*/, Index /*cols*/, const Index* row_ptr,
                                 const Index* col_idx, Value* values, Index row, Index col, Value value,
                                 int* found) {
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
@@ -221,7 +221,7 @@ struct SpBlasOpsImpl {
   }
 
   // With keepPositions a selected row keeps its number, so a row selected twice counts once.
-  static void get_selected_rows(const Space& s, RawMat A, Index n, const Index* selected, RawMat out,
+  VELMO_KERNEL_ENTRY static void get_selected_rows(const Space& s, RawMat A, Index n, const Index* selected, RawMat out,
                                 bool keepPositions) {
     Index* outPtr = const_cast<Index*>(out.row_ptr);
     if (out.col_idx == nullptr || out.values == nullptr) {
@@ -246,7 +246,7 @@ struct SpBlasOpsImpl {
   }
 
   // Membership is decided by bisection, so `selected` must be ascending.
-  static void get_selected_cols(const Space& s, RawMat A, Index n, const Index* selected, RawMat out,
+  VELMO_KERNEL_ENTRY static void get_selected_cols(const Space& s, RawMat A, Index n, const Index* selected, RawMat out,
                                 Index shift) {
     Index* outPtr = const_cast<Index*>(out.row_ptr);
     if (out.col_idx == nullptr || out.values == nullptr) {
@@ -273,5 +273,21 @@ struct SpBlasOpsImpl {
     });
   }
 };
+
+// The GPU side of these bodies is compiled by nvcc alone, in SpBlasOpsCuda.cu.
+#if defined(VELMO_HAVE_CUDA) && !defined(__CUDACC__)
+extern template struct SpBlasOpsImpl<int, int, spm::Cuda>;
+extern template struct SpBlasOpsImpl<int, long, spm::Cuda>;
+extern template struct SpBlasOpsImpl<long, int, spm::Cuda>;
+extern template struct SpBlasOpsImpl<long, long, spm::Cuda>;
+extern template struct SpBlasOpsImpl<float, int, spm::Cuda>;
+extern template struct SpBlasOpsImpl<float, long, spm::Cuda>;
+extern template struct SpBlasOpsImpl<double, int, spm::Cuda>;
+extern template struct SpBlasOpsImpl<double, long, spm::Cuda>;
+extern template struct SpBlasOpsImpl<Complex<float>, int, spm::Cuda>;
+extern template struct SpBlasOpsImpl<Complex<float>, long, spm::Cuda>;
+extern template struct SpBlasOpsImpl<Complex<double>, int, spm::Cuda>;
+extern template struct SpBlasOpsImpl<Complex<double>, long, spm::Cuda>;
+#endif
 
 }  // namespace velmo

@@ -19,7 +19,7 @@ struct SpBlasOpsProductImpl {
 
   // Marker product, serial on either side. Columns stand in order of first touch; the row
   // start doubles as the marker threshold, so the marker is not reset between rows.
-  static void csr_matmul(const Space& s, Index rowsA, Index /*colsA*/, Index colsB, const Index* A_row_ptr,
+  VELMO_KERNEL_ENTRY static void csr_matmul(const Space& s, Index rowsA, Index /*colsA*/, Index colsB, const Index* A_row_ptr,
                          const Index* A_col_idx, const Value* A_values, const Index* B_row_ptr,
                          const Index* B_col_idx, const Value* B_values, Index* C_row_ptr,
                          Index* C_col_idx, Value* C_values, Index* marker) {
@@ -67,7 +67,7 @@ struct SpBlasOpsProductImpl {
     });
   }
 
-  static void csr_matmul_aAD(const Space& s, Value alpha, SpMVRawMat A) {
+  VELMO_KERNEL_ENTRY static void csr_matmul_aAD(const Space& s, Value alpha, SpMVRawMat A) {
     spm::parallel_for(Policy(s, 0, A.rows), VELMO_LAMBDA(long i) {
       for (Index k = A.row_ptr[i]; k < A.row_ptr[i + 1]; ++k) {
         A.values[k] = A.x_values[A.col_idx[k]] * alpha * A.values[k];
@@ -75,7 +75,7 @@ struct SpBlasOpsProductImpl {
     });
   }
 
-  static void csr_matmul_aDA(const Space& s, Value alpha, const Value* diag, MergeRawMat A) {
+  VELMO_KERNEL_ENTRY static void csr_matmul_aDA(const Space& s, Value alpha, const Value* diag, MergeRawMat A) {
     spm::parallel_for(Policy(s, 0, A.rows), VELMO_LAMBDA(long i) {
       const Value f = diag[i] * alpha;
       for (Index k = A.row_ptr[i]; k < A.row_ptr[i + 1]; ++k) A.values[k] = A.values[k] * f;
@@ -85,7 +85,7 @@ struct SpBlasOpsProductImpl {
   // Sorted merge. The symbolic pass sorts the rows of A and B in place and merges them into
   // the scratch at A.row_ptr[i] + B.row_ptr[i], always room enough; the numeric pass only
   // copies. Only equal heads combine, so a column repeated within one row stays repeated.
-  static void csr_matadd(const Space& s, Value alpha, RawMat A, Value beta, RawMat B, RawMat C,
+  VELMO_KERNEL_ENTRY static void csr_matadd(const Space& s, Value alpha, RawMat A, Value beta, RawMat B, RawMat C,
                          RawMat scratch) {
     Index* C_ptr = const_cast<Index*>(C.row_ptr);
     if (C.col_idx == nullptr || C.values == nullptr) {
@@ -136,7 +136,7 @@ struct SpBlasOpsProductImpl {
   // A.row_ptr[i] + B.row_ptr[i] and exactly as long as the two rows together. The tables are
   // built on every call, so the numeric call needs no state from the symbolic one. Columns
   // stand in order of first appearance, A's before B's new ones.
-  static void csr_matadd_hash(const Space& s, Value alpha, RawMat A, Value beta, RawMat B, RawMat C,
+  VELMO_KERNEL_ENTRY static void csr_matadd_hash(const Space& s, Value alpha, RawMat A, Value beta, RawMat B, RawMat C,
                               Slot* slots) {
     Index* C_ptr = const_cast<Index*>(C.row_ptr);
     spm::parallel_for(Policy(s, 0, A.rows), VELMO_LAMBDA(long i) {
@@ -203,7 +203,7 @@ struct SpBlasOpsProductImpl {
 
   // Sum of a list of matrices with unit factors, on one thread; the marker (out.cols
   // elements) is reset for every row.
-  static void csr_matadd_vec(const Space& s, Index rows, Index count, const RawMat* list, RawMat out,
+  VELMO_KERNEL_ENTRY static void csr_matadd_vec(const Space& s, Index rows, Index count, const RawMat* list, RawMat out,
                              Index* marker) {
     Index* outPtr = const_cast<Index*>(out.row_ptr);
     const bool symbolic = out.col_idx == nullptr || out.values == nullptr;
@@ -237,7 +237,7 @@ struct SpBlasOpsProductImpl {
     });
   }
 
-  static void csr_sort_rows(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr, Index* col_idx,
+  VELMO_KERNEL_ENTRY static void csr_sort_rows(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr, Index* col_idx,
                             Value* values) {
     spm::parallel_for(Policy(s, 0, rows), VELMO_LAMBDA(long i) {
       sort_row(col_idx + row_ptr[i], values + row_ptr[i], row_ptr[i + 1] - row_ptr[i]);
@@ -246,7 +246,7 @@ struct SpBlasOpsProductImpl {
 
   // Counting sort, serial. Entries of an output row come in ascending source row, so the
   // output is sorted whatever the order of the input.
-  static void csr_transpose(const Space& s, Index rows, Index cols, const Index* row_ptr,
+  VELMO_KERNEL_ENTRY static void csr_transpose(const Space& s, Index rows, Index cols, const Index* row_ptr,
                             const Index* col_idx, const Value* values, Index* out_row_ptr,
                             Index* out_col_idx, Value* out_values) {
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
@@ -268,5 +268,21 @@ struct SpBlasOpsProductImpl {
     });
   }
 };
+
+// The GPU side of these bodies is compiled by nvcc alone, in SpBlasOpsProductCuda.cu.
+#if defined(VELMO_HAVE_CUDA) && !defined(__CUDACC__)
+extern template struct SpBlasOpsProductImpl<int, int, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<int, long, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<long, int, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<long, long, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<float, int, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<float, long, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<double, int, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<double, long, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<Complex<float>, int, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<Complex<float>, long, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<Complex<double>, int, spm::Cuda>;
+extern template struct SpBlasOpsProductImpl<Complex<double>, long, spm::Cuda>;
+#endif
 
 }  // namespace velmo

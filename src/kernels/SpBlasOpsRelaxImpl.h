@@ -16,7 +16,7 @@ struct SpBlasOpsRelaxImpl {
   using Policy = spm::RangePolicy<Space>;
 
   // xOld and x must differ for the result not to depend on the order of rows.
-  static void jacobi(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr, const Index* col_idx,
+  VELMO_KERNEL_ENTRY static void jacobi(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr, const Index* col_idx,
                      const Value* values, const Value* xOld, const Value* b, Value* x, Value omega) {
     spm::parallel_for(Policy(s, 0, rows), VELMO_LAMBDA(long i) {
       Value sum = Value(0);
@@ -30,7 +30,7 @@ struct SpBlasOpsRelaxImpl {
   }
 
   // An empty row has a zero norm, and the division is left unguarded.
-  static void jacobi_diagLp(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr,
+  VELMO_KERNEL_ENTRY static void jacobi_diagLp(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr,
                             const Index* col_idx, const Value* values, const Value* xOld, const Value* b,
                             Value* x, Value omega, R p, const Index* select) {
     spm::parallel_for(Policy(s, 0, rows), VELMO_LAMBDA(long i) {
@@ -50,7 +50,7 @@ struct SpBlasOpsRelaxImpl {
     });
   }
 
-  static void richardson(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr,
+  VELMO_KERNEL_ENTRY static void richardson(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr,
                          const Index* col_idx, const Value* values, const Value* xOld, const Value* b,
                          Value* x, Value omega) {
     spm::parallel_for(Policy(s, 0, rows), VELMO_LAMBDA(long i) {
@@ -61,7 +61,7 @@ struct SpBlasOpsRelaxImpl {
   }
 
   // Gauss-Seidel order needs one thread: later rows see the new values.
-  static void sor(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr, const Index* col_idx,
+  VELMO_KERNEL_ENTRY static void sor(const Space& s, Index rows, Index /*cols*/, const Index* row_ptr, const Index* col_idx,
                   const Value* values, const Value* b, Value* x, Value omega, bool forward,
                   const Index* order) {
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
@@ -85,7 +85,7 @@ struct SpBlasOpsRelaxImpl {
 
   // The diagonal is inside the sum and comes separately, hence the residual form. Ghost
   // values stay fixed during the sweep; a view without storage contributes nothing.
-  static void par_sor(const Space& s, Index rows, Index blockCount, Index rank, const SpMVRawMat* blocks,
+  VELMO_KERNEL_ENTRY static void par_sor(const Space& s, Index rows, Index blockCount, Index rank, const SpMVRawMat* blocks,
                       const Value* b, const Value* diag, Value* x, Value omega, bool forward,
                       const Index* order) {
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
@@ -105,7 +105,7 @@ struct SpBlasOpsRelaxImpl {
     });
   }
 
-  static void par_csr_row_norm_lp(const Space& s, Index rows, Index blockCount, const SpMVRawMat* blocks,
+  VELMO_KERNEL_ENTRY static void par_csr_row_norm_lp(const Space& s, Index rows, Index blockCount, const SpMVRawMat* blocks,
                                   R p, R* result) {
     spm::parallel_for(Policy(s, 0, rows), VELMO_LAMBDA(long i) {
       R sum = R(0);
@@ -120,7 +120,7 @@ struct SpBlasOpsRelaxImpl {
 
   // Only blocks whose columns can meet the rank's rows are scanned; a later block's match
   // overrides an earlier one.
-  static void par_csr_diag(const Space& s, Index rows, Index blockCount, const SpMVRawMat* blocks,
+  VELMO_KERNEL_ENTRY static void par_csr_diag(const Space& s, Index rows, Index blockCount, const SpMVRawMat* blocks,
                            Value* diag) {
     spm::parallel_for(Policy(s, 0, rows), VELMO_LAMBDA(long i) {
       diag[i] = Value(0);
@@ -141,5 +141,21 @@ struct SpBlasOpsRelaxImpl {
     });
   }
 };
+
+// The GPU side of these bodies is compiled by nvcc alone, in SpBlasOpsRelaxCuda.cu.
+#if defined(VELMO_HAVE_CUDA) && !defined(__CUDACC__)
+extern template struct SpBlasOpsRelaxImpl<int, int, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<int, long, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<long, int, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<long, long, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<float, int, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<float, long, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<double, int, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<double, long, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<Complex<float>, int, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<Complex<float>, long, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<Complex<double>, int, spm::Cuda>;
+extern template struct SpBlasOpsRelaxImpl<Complex<double>, long, spm::Cuda>;
+#endif
 
 }  // namespace velmo

@@ -3,6 +3,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
 #include <vector>
 
@@ -140,4 +141,18 @@ void parallel_reduce(const RangePolicy<OpenMP>& policy, const Body& body, Reduce
 
 #if defined(__CUDACC__)
 #include "kernels/spm_cuda.h"
+#else
+namespace spm {
+// GPU launches exist only where nvcc compiles them (spm_cuda.h). A host compiler meets them
+// inside kernel implementations whose GPU instantiations it never emits (VELMO_KERNEL_ENTRY,
+// extern templates), so these stand-ins are never reached.
+template <class Body>
+void parallel_for(const RangePolicy<Cuda>&, const Body&) {
+  std::abort();
+}
+template <class Body, class Reducer>
+void parallel_reduce(const RangePolicy<Cuda>&, const Body&, Reducer&) {
+  std::abort();
+}
+}  // namespace spm
 #endif
