@@ -8,20 +8,29 @@
 #include "utils/Device.h"
 #include "utils/Scalar.h"
 
-// Small host matrices written out by hand, and dense references to check them against.
+// Small matrices written out by hand, their arrays read back, and dense references to check
+// them against.
 namespace velmo::test {
 
-inline const Device kHost(0, 0);
+// A dense matrix holding `values` row by row.
+template <class V>
+MatrixT<V> denseOf(const std::vector<V>& values, int rows, int cols = 1, const Device& device = kHost) {
+  MatrixT<V> m(rows, cols, kHost);
+  std::copy(values.begin(), values.end(), m.getData());
+  return m.toDevice(device);
+}
 
-using ScalarTypes = ::testing::Types<int, long, float, double, Complex<float>, Complex<double>>;
+// The elements of a dense matrix on any device, in storage order.
+template <class V>
+std::vector<V> contents(const MatrixT<V>& m) {
+  const MatrixT<V> h = m.toDevice(kHost);
+  return {h.getData(), h.getData() + h.getSize()};
+}
 
-template <class T>
-T make(double re, double im = 0) {
-  if constexpr (is_complex_v<T>) {
-    return T(RealOf<T>(re), RealOf<T>(im));
-  } else {
-    return T(re);
-  }
+template <class V>
+void expectAllNear(const std::vector<V>& expected, const std::vector<V>& actual, double scale = 16) {
+  ASSERT_EQ(expected.size(), actual.size());
+  for (size_t k = 0; k < expected.size(); ++k) expectNear(expected[k], actual[k], scale);
 }
 
 template <class V>
@@ -33,6 +42,20 @@ CSRMatrixT<V, int> makeCsr(int rows, int cols, const std::vector<int>& row_ptr, 
   std::copy(col_idx.begin(), col_idx.end(), m.getColIdx());
   std::copy(values.begin(), values.end(), m.getValues());
   return device == kHost ? m : m.toDevice(device);
+}
+
+// The three arrays of a host matrix, for tests that pin the exact order of entries.
+template <class V>
+std::vector<int> rowPtrOf(const CSRMatrixT<V, int>& m) {
+  return {m.getRowPtr(), m.getRowPtr() + m.getRows() + 1};
+}
+template <class V>
+std::vector<int> colIdxOf(const CSRMatrixT<V, int>& m) {
+  return {m.getColIdx(), m.getColIdx() + m.getNnzs()};
+}
+template <class V>
+std::vector<V> valuesOf(const CSRMatrixT<V, int>& m) {
+  return {m.getValues(), m.getValues() + m.getNnzs()};
 }
 
 // Row-major; repeated entries add up, as they do in every product.

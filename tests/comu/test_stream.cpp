@@ -12,7 +12,6 @@ namespace {
 using namespace velmo;
 using comu::Stream;
 using test::kHost;
-using test::make;
 
 // The expected bytes of a message, built field by field.
 class Bytes {
@@ -39,13 +38,16 @@ Stream packExact(const T& object) {
   return s;
 }
 
-TEST(Stream, CursorsAndNullPointers) {
+TEST(Stream, CursorsBuffersAndMoves) {
+  std::vector<char> storage(16, 'x');
+  {
+    Stream adopted;
+    adopted.setAllocactedBuffer(16, storage.data());
+  }  // releasing memory the stream does not own would abort the process
+
   Stream s;
   EXPECT_EQ(s.getBuffer(), nullptr);
-  EXPECT_EQ(s.getCapacity(), 0);
   EXPECT_FALSE(s.isExternal());
-
-  std::vector<char> storage(16, 'x');
   s.setAllocactedBuffer(16, storage.data());
   const int v = 0x01020304;
   s.pushBack(&v, 4);
@@ -53,7 +55,6 @@ TEST(Stream, CursorsAndNullPointers) {
   EXPECT_EQ(s.getWritePos(), 12);
   EXPECT_EQ(std::memcmp(storage.data(), &v, 4), 0);
   EXPECT_EQ(storage[4], 'x');
-
   s.popFront(nullptr, 4);  // a skip
   char c = 0;
   s.popFront(&c, 1);
@@ -66,51 +67,27 @@ TEST(Stream, CursorsAndNullPointers) {
   EXPECT_EQ(s.getWritePos(), 12);
   EXPECT_EQ(s.getReadPos(), 5);
   EXPECT_TRUE(s.isExternal());
-
   s.setCapacity(8);
   EXPECT_NE(s.getBuffer(), storage.data());
   EXPECT_EQ(s.getWritePos(), 0);
   EXPECT_EQ(s.getReadPos(), 0);
   EXPECT_FALSE(s.isExternal());
-}
 
-TEST(Stream, AdoptedBufferOutlivesStream) {
-  std::vector<int> storage{1, 2, 3};
-  {
-    Stream s;
-    s.setAllocactedBuffer(12, storage.data());
-    const int v = 9;
-    s.pushBack(nullptr, 4);
-    s.pushBack(&v, 4);
-  }
-  // Releasing memory the stream does not own would have aborted or corrupted this.
-  EXPECT_EQ(storage, (std::vector<int>{1, 9, 3}));
-}
-
-TEST(Stream, MoveTransfersOwnership) {
-  Stream a;
-  a.setCapacity(8);
-  const int v = 5;
-  a.pushBack(&v, 4);
-  char* buffer = a.getBuffer();
-  Stream b(std::move(a));
-  EXPECT_EQ(a.getBuffer(), nullptr);
-  EXPECT_EQ(b.getBuffer(), buffer);
-  EXPECT_EQ(b.getWritePos(), 4);
-  std::vector<Stream> streams(3);  // built by count, as the exchange patterns do
-  streams[1] = std::move(b);
+  // A move hands the buffer over; streams are built by count, as the exchange patterns do.
+  char* buffer = s.getBuffer();
+  Stream moved(std::move(s));
+  EXPECT_EQ(s.getBuffer(), nullptr);
+  std::vector<Stream> streams(3);
+  streams[1] = std::move(moved);
+  EXPECT_EQ(moved.getBuffer(), nullptr);
   EXPECT_EQ(streams[1].getBuffer(), buffer);
 }
 
-TEST(Stream, TrdataLayout) {
+TEST(Stream, TrdataLayouts) {
   comu::TRDATA row{7, -1, {9, 2, 5}};
   Stream s = packExact(row);
-  EXPECT_EQ(s.getCapacity(), 24);
   EXPECT_EQ(written(s), (Bytes() << 7 << -1 << 3 << 2 << 5 << 9).data);
-
-  comu::TRDATA empty{4, 0, {}};
-  EXPECT_EQ(comu::getStreamSize(empty), 12);
-  EXPECT_EQ(written(packExact(empty)), (Bytes() << 4 << 0 << 0).data);
+  EXPECT_EQ(written(packExact(comu::TRDATA{4, 0, {}})), (Bytes() << 4 << 0 << 0).data);
 
   // Unpacking adds to the members already there.
   comu::TRDATA target{0, 0, {1, 5}};
@@ -118,35 +95,24 @@ TEST(Stream, TrdataLayout) {
   EXPECT_EQ(target.id, 7);
   EXPECT_EQ(target.tag, -1);
   EXPECT_EQ(target.adjacency, (std::set<int>{1, 2, 5, 9}));
-  EXPECT_EQ(s.getReadPos(), 24);
-}
 
-TEST(Stream, TrdataListRoundTrip) {
-  std::vector<comu::TRDATA> rows{{1, 0, {3}}, {2, 1, {}}, {3, 2, {0, 4}}};
-  Stream s = packExact(rows);
-  EXPECT_EQ(s.getCapacity(), 4 + 16 + 12 + 20);
-  int count = 0;
-  std::memcpy(&count, s.getBuffer(), 4);
-  EXPECT_EQ(count, 3);
-
+  // A list is its count, then each row; unpacking resizes the target to it.
+  std::vector<comu::TRDATA> rows{{1, 0, {3}}, {2, 1, {}}};
+  Stream list = packExact(rows);
+  EXPECT_EQ(written(list), (Bytes() << 2 << 1 << 0 << 1 << 3 << 2 << 1 << 0).data);
   std::vector<comu::TRDATA> back(7);
-  comu::unpackStream(s, back);
-  ASSERT_EQ(back.size(), 3u);
-  for (size_t i = 0; i < rows.size(); ++i) {
-    EXPECT_EQ(back[i].id, rows[i].id);
-    EXPECT_EQ(back[i].tag, rows[i].tag);
-    EXPECT_EQ(back[i].adjacency, rows[i].adjacency);
-  }
+  comu::unpackStream(list, back);
+  ASSERT_EQ(back.size(), 2u);
+  EXPECT_EQ(back[0].adjacency, std::set<int>{3});
+  EXPECT_EQ(back[1].tag, 1);
 }
 
 TEST(Stream, HashMapLayoutKeepsPresentKeys) {
   std::unordered_map<long, double> map{{3, 1.5}};
-  Stream s = packExact(map);
-  EXPECT_EQ(written(s), (Bytes() << 1 << 3L << 1.5).data);
+  EXPECT_EQ(written(packExact(map)), (Bytes() << 1 << 3L << 1.5).data);
 
   std::unordered_map<int, float> two{{1, 2.f}, {4, -1.f}};
   Stream t = packExact(two);
-  EXPECT_EQ(t.getCapacity(), 4 + 2 * 8);
   std::unordered_map<int, float> target{{4, 7.f}};
   comu::unpackStream(t, target);
   EXPECT_EQ(target, (std::unordered_map<int, float>{{1, 2.f}, {4, 7.f}}));
@@ -154,12 +120,12 @@ TEST(Stream, HashMapLayoutKeepsPresentKeys) {
 
 TEST(Stream, DenseMatrixLayout) {
   MatrixT<double> m(2, 3, kHost);
-  for (int k = 0; k < 6; ++k) m.getData()[k] = 0.5 * k;
-  Stream s = packExact(m);
   Bytes expected;
   expected << 2 << 3;
-  for (int k = 0; k < 6; ++k) expected << 0.5 * k;
+  for (int k = 0; k < 6; ++k) expected << (m.getData()[k] = 0.5 * k);
+  Stream s = packExact(m);
   EXPECT_EQ(written(s), expected.data);
+  EXPECT_EQ(written(packExact(MatrixT<Complex<float>>(0, 4, kHost))), (Bytes() << 0 << 4).data);
 
   // Unpacking takes fresh storage: another handle keeps the old contents.
   MatrixT<double> target(1, 1, kHost);
@@ -170,49 +136,32 @@ TEST(Stream, DenseMatrixLayout) {
   EXPECT_EQ(target.getCols(), 3);
   EXPECT_EQ(target.getData()[5], 2.5);
   EXPECT_EQ(other.getData()[0], -1);
-
-  MatrixT<Complex<float>> empty(0, 4, kHost);
-  EXPECT_EQ(written(packExact(empty)), (Bytes() << 0 << 4).data);
 }
 
-TEST(Stream, SparseMatrixLayout) {
+TEST(Stream, SparseMatrixLayoutAndRoundTrip) {
   // [[1, 0, 2], [0, 0, 0], [0, 3, 0]]
   auto m = test::makeCsr<float>(3, 3, {0, 2, 2, 3}, {0, 2, 1}, {1.f, 2.f, 3.f});
-  Stream s = packExact(m);
-  EXPECT_EQ(s.getCapacity(), 16 + 4 * 3 + 3 * (4 + 4));
-  EXPECT_EQ(written(s), (Bytes() << 3 << 3 << 3 << 0 << 2 << 2 << 3 << 0 << 2 << 1 << 1.f << 2.f << 3.f).data);
-
+  EXPECT_EQ(written(packExact(m)),
+            (Bytes() << 3 << 3 << 3 << 0 << 2 << 2 << 3 << 0 << 2 << 1 << 1.f << 2.f << 3.f).data);
   // A matrix without rows still sends its one offset; without entries, no arrays.
   EXPECT_EQ(written(packExact(CSRMatrixT<double, int>())), (Bytes() << 0 << 0 << 0 << 0).data);
   CSRMatrixT<double, int> structure;
   structure.create(2, 5, 0, kHost);
-  structure.getRowPtr()[0] = structure.getRowPtr()[1] = structure.getRowPtr()[2] = 0;
+  std::fill(structure.getRowPtr(), structure.getRowPtr() + 3, 0);
   EXPECT_EQ(written(packExact(structure)), (Bytes() << 2 << 5 << 0 << 0 << 0 << 0).data);
-}
 
-template <class V>
-class SparseStreamTyped : public ::testing::Test {};
-TYPED_TEST_SUITE(SparseStreamTyped, test::ScalarTypes);
-
-TYPED_TEST(SparseStreamTyped, RoundTrip) {
-  using V = TypeParam;
-  auto m = test::fromDense(4, 5, test::sampleDense<V>(4, 5, 1));
-  Stream s = packExact(m);
-  EXPECT_EQ(s.getCapacity(), 16 + 4 * 4 + m.getNnzs() * int(4 + sizeof(V)));
-
+  using V = Complex<double>;
+  auto c = test::fromDense(4, 5, test::sampleDense<V>(4, 5, 1));
+  Stream s = packExact(c);
   CSRMatrixT<V, int> back;
   back.unpackStream(s);
   EXPECT_EQ(s.getReadPos(), s.getWritePos());
-  EXPECT_EQ(back.getRows(), 4);
   EXPECT_EQ(back.getCols(), 5);
-  EXPECT_EQ(back.getNnzs(), m.getNnzs());
-  EXPECT_EQ(test::toDense(back), test::toDense(m));
-
+  EXPECT_EQ(test::toDense(back), test::toDense(c));
   Stream empty = packExact(CSRMatrixT<V, int>());
   comu::unpackStream(empty, back);
   EXPECT_EQ(back.getRows(), 0);
   EXPECT_EQ(back.getRowPtr(), nullptr);
-  EXPECT_EQ(empty.getReadPos(), 16);
 }
 
 }  // namespace

@@ -7,8 +7,7 @@
 #include "mat/ParCSRMatrix.h"
 #include "mat/ParMatrix.h"
 
-// Distributed matrices and vectors for the tests of the distributed sparse matrix, over the
-// twelve supported (Value, GlobalIndex) pairs.
+// Distributed matrices and vectors for the tests of the distributed sparse matrix.
 namespace velmo::test {
 
 template <class V, class G>
@@ -19,30 +18,22 @@ struct ParTypes {
   using Vector = ParMatrixT<V, G, int>;
 };
 
-using ParTypeList = ::testing::Types<ParTypes<int, int>, ParTypes<long, int>, ParTypes<float, int>,
-                                     ParTypes<double, int>, ParTypes<Complex<float>, int>,
-                                     ParTypes<Complex<double>, int>, ParTypes<int, long>, ParTypes<long, long>,
-                                     ParTypes<float, long>, ParTypes<double, long>,
-                                     ParTypes<Complex<float>, long>, ParTypes<Complex<double>, long>>;
+// An integer, a real and a complex value, over both global index widths.
+using ParTypeList = ::testing::Types<ParTypes<int, long>, ParTypes<double, int>, ParTypes<Complex<float>, long>>;
 
 // A host matrix of `cols` columns holding `values` row by row.
 template <class V, class G>
-ParMatrixT<V, G, int> parDense(G rows, G cols, const std::vector<V>& values) {
-  ParMatrixT<V, G, int> m(rows, cols, kHost);
+ParMatrixT<V, G, int> parDense(G rows, G cols, const std::vector<V>& values, int comm = comu::kCommSelf) {
+  ParMatrixT<V, G, int> m(rows, cols, kHost, comm);
   std::copy(values.begin(), values.end(), m.getLocalMatrix().getData());
   return m;
 }
 
-template <class V, class G>
-std::vector<V> localValues(const ParMatrixT<V, G, int>& m) {
-  const MatrixT<V> local = m.getLocalMatrix();
-  return {local.getData(), local.getData() + local.getSize()};
-}
-
-// The local block as a dense row-major array.
-template <class V, class G>
-std::vector<V> localDense(const ParCSRMatrixT<V, G, int>& A) {
-  return toDense(A.getLocalMatrix(-1));
+template <class G>
+PartitionerT<G, int> partsOf(G globalSize, int parts) {
+  PartitionerT<G, int> p;
+  p.createForParts(globalSize, parts);
+  return p;
 }
 
 }  // namespace velmo::test

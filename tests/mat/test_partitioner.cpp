@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "comu/Communicator.h"
 #include "mat/Partitioner.h"
 
@@ -37,93 +35,55 @@ class PartitionerTyped : public ::testing::Test {};
 using GlobalIndexTypes = ::testing::Types<int, long>;
 TYPED_TEST_SUITE(PartitionerTyped, GlobalIndexTypes);
 
-TYPED_TEST(PartitionerTyped, UnevenSplitGivesTheFirstPartsOneMore) {
-  auto p = makePartitioner<TypeParam>(10, 3);
-  EXPECT_EQ(p.getPartSize(0), 4);
-  EXPECT_EQ(p.getPartSize(1), 3);
-  EXPECT_EQ(p.getPartSize(2), 3);
-  EXPECT_EQ(p.getPartBegin(2), 7);
-  int local = -1;
-  EXPECT_EQ(p.getOwner(5, &local), 1);
-  EXPECT_EQ(local, 1);
-  expectLookupInvertsRanges(p);
-}
-
-// Both sides of the first-branch boundary: the last index of part rem - 1 and the first of
-// part rem.
-TYPED_TEST(PartitionerTyped, LookupBranchesMeetAtTheLongParts) {
+TYPED_TEST(PartitionerTyped, FirstPartsHoldOneMoreAndLookupInvertsTheRanges) {
   auto p = makePartitioner<TypeParam>(11, 3);  // div 3, rem 2: parts of 4, 4, 3
+  EXPECT_EQ(p.getPartSize(1), 4);
+  EXPECT_EQ(p.getPartSize(2), 3);
+  EXPECT_EQ(p.getPartBegin(2), 8);
+  // Both sides of the first-branch boundary: the last index of part rem - 1 and the first of
+  // part rem.
   int local = -1;
   EXPECT_EQ(p.getOwner(7, &local), 1);
   EXPECT_EQ(local, 3);
   EXPECT_EQ(p.getOwner(8, &local), 2);
   EXPECT_EQ(local, 0);
   EXPECT_EQ(p.getOwner(10, nullptr), 2);
+  EXPECT_GE(p.getOwner(11, nullptr), 3);  // past the end: "not mine"
   expectLookupInvertsRanges(p);
-}
 
-TYPED_TEST(PartitionerTyped, EvenAndNarrowSplits) {
   expectLookupInvertsRanges(makePartitioner<TypeParam>(12, 4));  // rem 0: second branch only
-
-  auto narrow = makePartitioner<TypeParam>(2, 5);  // div 0: first branch only
+  auto narrow = makePartitioner<TypeParam>(2, 5);                // div 0: first branch only
   EXPECT_EQ(narrow.getPartSize(1), 1);
   EXPECT_EQ(narrow.getPartSize(2), 0);
   EXPECT_EQ(narrow.getPartBegin(4), 2);
   expectLookupInvertsRanges(narrow);
-
-  auto single = makePartitioner<TypeParam>(0, 1);
-  EXPECT_EQ(single.getPartSize(0), 0);
-  EXPECT_EQ(single.getPartBegin(0), 0);
+  EXPECT_EQ(makePartitioner<TypeParam>(0, 1).getPartSize(0), 0);
 }
 
-// Past the end with a non-zero quotient the owner is out of the parts: "not mine".
-TYPED_TEST(PartitionerTyped, IndexPastTheEndHasNoOwnerPart) {
-  auto p = makePartitioner<TypeParam>(10, 3);
-  EXPECT_GE(p.getOwner(10, nullptr), 3);
-}
-
-TYPED_TEST(PartitionerTyped, OwnershipRangeStoresOnlyWhatIsAskedFor) {
+TYPED_TEST(PartitionerTyped, RangesEqualityAndHandles) {
   auto p = makePartitioner<TypeParam>(10, 3);
   TypeParam begin = -1, end = -1;
   p.getOwnerShipRange(1, &begin, &end);
   EXPECT_EQ(begin, 4);
   EXPECT_EQ(end, 7);
-  begin = end = -1;
-  p.getOwnerShipRange(2, nullptr, &end);
+  p.getOwnerShipRange(2, nullptr, &end);  // stores only what is asked for
+  EXPECT_EQ(begin, 4);
   EXPECT_EQ(end, 10);
-  p.getOwnerShipRange(2, &begin, nullptr);
-  EXPECT_EQ(begin, 7);
-  EXPECT_EQ(end, 10);
-}
 
-TYPED_TEST(PartitionerTyped, EqualityComparesSizeAndPartsOnly) {
-  auto a = makePartitioner<TypeParam>(10, 3);
-  auto b = makePartitioner<TypeParam>(10, 3);
-  EXPECT_TRUE(a == b);  // separate implementations
-  EXPECT_FALSE(a == makePartitioner<TypeParam>(11, 3));
-  EXPECT_FALSE(a == makePartitioner<TypeParam>(10, 2));
-  EXPECT_TRUE(a != makePartitioner<TypeParam>(10, 2));
-}
+  EXPECT_TRUE(p == makePartitioner<TypeParam>(10, 3));  // separate implementations
+  EXPECT_TRUE(p != makePartitioner<TypeParam>(11, 3));
+  EXPECT_FALSE(p == makePartitioner<TypeParam>(10, 2));
 
-TYPED_TEST(PartitionerTyped, CreateReplacesOnlyItsOwnHandle) {
-  PartitionerT<TypeParam, int> fresh;
-  EXPECT_EQ(fresh.getNumParts(), 0);
-  EXPECT_EQ(fresh.getGlobalSize(), 0);
-
-  auto a = makePartitioner<TypeParam>(10, 3);
-  auto copy = a;
-  a.create(6, velmo::comu::kCommSelf);
-  EXPECT_EQ(a.getNumParts(), 1);
-  EXPECT_EQ(a.getGlobalSize(), 6);
-  EXPECT_EQ(a.getPartSize(0), 6);
-  EXPECT_EQ(copy.getNumParts(), 3);
-  EXPECT_EQ(copy.getGlobalSize(), 10);
+  auto copy = p;
+  p.create(6, velmo::comu::kCommSelf);
+  EXPECT_EQ(p.getNumParts(), 1);
+  EXPECT_EQ(p.getPartSize(0), 6);
+  EXPECT_EQ(copy.getGlobalSize(), 10);  // create replaces only its own handle
 }
 
 // The quotient is narrowed to 32 bits, the index itself stays wide.
 TEST(PartitionerLong, WideIndicesWithA32BitQuotient) {
   auto p = makePartitioner<long>(3000000001L, 2);  // div 1500000000, rem 1
-  EXPECT_EQ(p.getPartSize(0), 1500000001);
   EXPECT_EQ(p.getPartBegin(1), 1500000001L);
   int local = -1;
   EXPECT_EQ(p.getOwner(3000000000L, &local), 1);

@@ -12,39 +12,25 @@ using velmo::string_printf;
 using velmo::stringSplit;
 using velmo::Utils::isStrictMatrixMarket;
 
-constexpr const char* kStrictVar = "VELMO_STRICT_MATRIX_MARKET";
-
-// Restores the variable as the process had it.
-class StrictVariable : public ::testing::Test {
- protected:
-  void SetUp() override {
-    const char* value = std::getenv(kStrictVar);
-    wasSet_ = value != nullptr;
-    if (wasSet_) saved_ = value;
-  }
-  void TearDown() override {
-    if (wasSet_) {
-      setenv(kStrictVar, saved_.c_str(), 1);
-    } else {
-      unsetenv(kStrictVar);
-    }
-  }
-
- private:
-  bool wasSet_ = false;
-  std::string saved_;
-};
-
-TEST_F(StrictVariable, OnlyTheNumberOneSwitchesItOnAndEveryCallRereads) {
-  unsetenv(kStrictVar);
+TEST(StrictMatrixMarket, OnlyTheNumberOneSwitchesItOnAndEveryCallRereads) {
+  const char* kVar = "VELMO_STRICT_MATRIX_MARKET";
+  const char* before = std::getenv(kVar);
+  const bool wasSet = before != nullptr;
+  const std::string saved = wasSet ? before : "";
+  unsetenv(kVar);
   EXPECT_FALSE(isStrictMatrixMarket());
   for (const char* on : {"1", "01", " 1"}) {
-    setenv(kStrictVar, on, 1);
+    setenv(kVar, on, 1);
     EXPECT_TRUE(isStrictMatrixMarket()) << on;
   }
   for (const char* off : {"2", "0", "yes", "", "-1"}) {
-    setenv(kStrictVar, off, 1);
+    setenv(kVar, off, 1);
     EXPECT_FALSE(isStrictMatrixMarket()) << off;
+  }
+  if (wasSet) {
+    setenv(kVar, saved.c_str(), 1);
+  } else {
+    unsetenv(kVar);
   }
 }
 
