@@ -80,6 +80,15 @@ void checkMatrixMarketFiles(const json& config, ValueKind kind) {
   checkDevice(params, where);
 }
 
+// The grid needs at least one point an axis.
+void checkPoissonParams(const json& config) {
+  const json params = config.value("PoissonFDM_params", json::object());
+  if (!params.is_object() || !params.contains("N")) return;
+  if (!params["N"].is_number_integer() || params["N"].get<long>() < 1) {
+    throw InputError("\"N\" in PoissonFDM_params must be a positive integer");
+  }
+}
+
 }  // namespace
 
 std::string valueTypeOf(const json& config) {
@@ -104,7 +113,10 @@ void checkConfig(const json& config) {
   const ValueKind kind = is_complex_v<Value> ? ValueKind::Complex : ValueKind::Real;
   if (testcase == "MatrixMarket") {
     checkMatrixMarketFiles(config, kind);
-  } else if (config.contains(testcase + "_params") && config[testcase + "_params"].is_object()) {
+    return;
+  }
+  if (testcase == "PoissonFDM") checkPoissonParams(config);
+  if (config.contains(testcase + "_params") && config[testcase + "_params"].is_object()) {
     checkDevice(config[testcase + "_params"], " in " + testcase + "_params");
   }
 }

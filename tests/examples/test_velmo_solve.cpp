@@ -103,7 +103,9 @@ TEST(VelmoSolve, BadInputGetsOneLineAndExitCodeTwo) {
           "PoissonFDM_params": {"device": "cuda:7"}})"), "device \"cuda:7\" is not available"},
       {writeConfig("badmm.json", mm + badMatrix + "\"}}"), "bad.mtx:4: row 4 out of range 1..3"},
       {writeConfig("type.json", R"({"testcase_type": "PoissonFDM", "solver_type": "SolverPCG",
-          "PoissonFDM_params": {"N": "many"}})"), "bad configuration: "},
+          "PoissonFDM_params": {"dim": "three"}})"), "bad configuration: "},
+      {writeConfig("grid.json", R"({"testcase_type": "PoissonFDM", "solver_type": "SolverPCG",
+          "PoissonFDM_params": {"N": 0}})"), "\"N\" in PoissonFDM_params must be a positive integer"},
       {"a.json b.json", "usage: velmo-solve [CONFIG.json]"},
   };
   for (const Case& c : cases) {
