@@ -1,25 +1,29 @@
 #include "kernels/Dispatch.h"
 #include "kernels/SpBlasOpsImpl.h"
+#include "kernels/SpBlasOpsProductImpl.h"
+#include "kernels/SpBlasOpsRelaxImpl.h"
 
-// Matrix-vector product, extraction and concatenation members of SpBlasOps. The family is
-// spread over three translation units by theme (also SpBlasOpsProduct.cpp and
-// SpBlasOpsRelax.cpp) to keep device compilation units small; an explicit instantiation
-// of the class covers only the members defined in its own unit.
+// The SpBlasOps family: each member picks the space of its device and runs the body of its
+// theme (structure and extraction, products and sums, relaxation).
 namespace velmo {
 
 namespace {
 template <class Value, class Index, class Space>
-using Impl = SpBlasOpsImpl<Value, Index, std::decay_t<Space>>;
+using StructureImpl = SpBlasOpsImpl<Value, Index, std::decay_t<Space>>;
+template <class Value, class Index, class Space>
+using ProductImpl = SpBlasOpsProductImpl<Value, Index, std::decay_t<Space>>;
+template <class Value, class Index, class Space>
+using RelaxImpl = SpBlasOpsRelaxImpl<Value, Index, std::decay_t<Space>>;
 }  // namespace
 
-#define VELMO_SPBLAS_DISPATCH(op, ...)                                                     \
-  detail::dispatch(dev, [&](const auto& s) { Impl<Value, Index, decltype(s)>::op(s, __VA_ARGS__); })
+#define VELMO_SPBLAS_DISPATCH(impl, op, ...) \
+  detail::dispatch(dev, [&](const auto& s) { impl<Value, Index, decltype(s)>::op(s, __VA_ARGS__); })
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::aAxpby(const Device& dev, Value alpha, Index rows, Index cols,
                                      const Index* row_ptr, const Index* row_end, const Index* col_idx,
                                      const Value* values, const Value* x, Value beta, Value* y) {
-  VELMO_SPBLAS_DISPATCH(aAxpby, alpha, rows, cols, row_ptr, row_end, col_idx, values, x, beta, y);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, aAxpby, alpha, rows, cols, row_ptr, row_end, col_idx, values, x, beta, y);
 }
 
 template <class Value, class Index>
@@ -27,80 +31,178 @@ void SpBlasOps<Value, Index>::aAxpby_multi(const Device& dev, Value alpha, Index
                                            const Index* row_ptr, const Index* col_idx, const Value* values,
                                            Index nvecs, Index ldx, const Value* x, Value beta, Index ldy,
                                            Value* y) {
-  VELMO_SPBLAS_DISPATCH(aAxpby_multi, alpha, rows, cols, row_ptr, col_idx, values, nvecs, ldx, x, beta, ldy, y);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, aAxpby_multi, alpha, rows, cols, row_ptr, col_idx, values, nvecs, ldx, x, beta, ldy, y);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::csr2dense(const Device& dev, Index rows, Index cols, const Index* row_ptr,
                                         const Index* col_idx, const Value* values, Value* dense) {
-  VELMO_SPBLAS_DISPATCH(csr2dense, rows, cols, row_ptr, col_idx, values, dense);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, csr2dense, rows, cols, row_ptr, col_idx, values, dense);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::csr_diag(const Device& dev, Index rows, Index cols, const Index* row_ptr,
                                        const Index* col_idx, const Value* values, Value* diag, Index rowOffset,
                                        Index colOffset) {
-  VELMO_SPBLAS_DISPATCH(csr_diag, rows, cols, row_ptr, col_idx, values, diag, rowOffset, colOffset);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, csr_diag, rows, cols, row_ptr, col_idx, values, diag, rowOffset, colOffset);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::csr_axpby_diag(const Device& dev, Value alpha, const Value* x, Value beta,
                                              const Value* y, MergeRawMat A, MergeRawMat out) {
-  VELMO_SPBLAS_DISPATCH(csr_axpby_diag, alpha, x, beta, y, A, out);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, csr_axpby_diag, alpha, x, beta, y, A, out);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::csr_append_rows(const Device& dev, RawMat out, Index startRow, Index startNnz,
                                               RawMat src) {
-  VELMO_SPBLAS_DISPATCH(csr_append_rows, out, startRow, startNnz, src);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, csr_append_rows, out, startRow, startNnz, src);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::csr_merge_cols(const Device& dev, Index count, const MergeRawMat* blocks,
                                              RawMat out) {
-  VELMO_SPBLAS_DISPATCH(csr_merge_cols, count, blocks, out);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, csr_merge_cols, count, blocks, out);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::csr_merge_rows(const Device& dev, Index count, const MergeRawMat* blocks,
                                              RawMat out) {
-  VELMO_SPBLAS_DISPATCH(csr_merge_rows, count, blocks, out);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, csr_merge_rows, count, blocks, out);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::get_row_element_count(const Device& dev, RawMat A, Index count, Index* result) {
-  VELMO_SPBLAS_DISPATCH(get_row_element_count, A, count, result);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, get_row_element_count, A, count, result);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::get_col_element_count(const Device& dev, RawMat A, Index count, Index* result) {
-  VELMO_SPBLAS_DISPATCH(get_col_element_count, A, count, result);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, get_col_element_count, A, count, result);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::get_element_value(const Device& dev, Index rows, Index cols, const Index* row_ptr,
                                                 const Index* col_idx, const Value* values, Index row, Index col,
                                                 Value* value, int* found) {
-  VELMO_SPBLAS_DISPATCH(get_element_value, rows, cols, row_ptr, col_idx, values, row, col, value, found);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, get_element_value, rows, cols, row_ptr, col_idx, values, row, col, value, found);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::set_element_value(const Device& dev, Index rows, Index cols, const Index* row_ptr,
                                                 const Index* col_idx, Value* values, Index row, Index col,
                                                 Value value, int* found) {
-  VELMO_SPBLAS_DISPATCH(set_element_value, rows, cols, row_ptr, col_idx, values, row, col, value, found);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, set_element_value, rows, cols, row_ptr, col_idx, values, row, col, value, found);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::get_selected_rows(const Device& dev, RawMat A, Index n, const Index* selected,
                                                 RawMat out, bool keepPositions) {
-  VELMO_SPBLAS_DISPATCH(get_selected_rows, A, n, selected, out, keepPositions);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, get_selected_rows, A, n, selected, out, keepPositions);
 }
 
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::get_selected_cols(const Device& dev, RawMat A, Index n, const Index* selected,
                                                 RawMat out, Index shift) {
-  VELMO_SPBLAS_DISPATCH(get_selected_cols, A, n, selected, out, shift);
+  VELMO_SPBLAS_DISPATCH(StructureImpl, get_selected_cols, A, n, selected, out, shift);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_matmul(const Device& dev, Index rowsA, Index colsA, Index colsB,
+                                         const Index* A_row_ptr, const Index* A_col_idx, const Value* A_values,
+                                         const Index* B_row_ptr, const Index* B_col_idx, const Value* B_values,
+                                         Index* C_row_ptr, Index* C_col_idx, Value* C_values, Index* marker) {
+  VELMO_SPBLAS_DISPATCH(ProductImpl, csr_matmul, rowsA, colsA, colsB, A_row_ptr, A_col_idx, A_values, B_row_ptr, B_col_idx,
+                        B_values, C_row_ptr, C_col_idx, C_values, marker);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_matmul_aAD(const Device& dev, Value alpha, SpMVRawMat A) {
+  VELMO_SPBLAS_DISPATCH(ProductImpl, csr_matmul_aAD, alpha, A);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_matmul_aDA(const Device& dev, Value alpha, const Value* diag, MergeRawMat A) {
+  VELMO_SPBLAS_DISPATCH(ProductImpl, csr_matmul_aDA, alpha, diag, A);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_matadd(const Device& dev, Value alpha, RawMat A, Value beta, RawMat B,
+                                         RawMat C, RawMat scratch) {
+  VELMO_SPBLAS_DISPATCH(ProductImpl, csr_matadd, alpha, A, beta, B, C, scratch);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_matadd_hash(const Device& dev, Value alpha, RawMat A, Value beta, RawMat B,
+                                              RawMat C, Slot* slots) {
+  VELMO_SPBLAS_DISPATCH(ProductImpl, csr_matadd_hash, alpha, A, beta, B, C, slots);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_matadd_vec(const Device& dev, Index rows, Index count, const RawMat* list,
+                                             RawMat out, Index* marker) {
+  VELMO_SPBLAS_DISPATCH(ProductImpl, csr_matadd_vec, rows, count, list, out, marker);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_sort_rows(const Device& dev, Index rows, Index cols, const Index* row_ptr,
+                                            Index* col_idx, Value* values) {
+  VELMO_SPBLAS_DISPATCH(ProductImpl, csr_sort_rows, rows, cols, row_ptr, col_idx, values);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_transpose(const Device& dev, Index rows, Index cols, const Index* row_ptr,
+                                            const Index* col_idx, const Value* values, Index* out_row_ptr,
+                                            Index* out_col_idx, Value* out_values) {
+  VELMO_SPBLAS_DISPATCH(ProductImpl, csr_transpose, rows, cols, row_ptr, col_idx, values, out_row_ptr, out_col_idx,
+                        out_values);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::jacobi(const Device& dev, Index rows, Index cols, const Index* row_ptr,
+                                     const Index* col_idx, const Value* values, const Value* xOld, const Value* b,
+                                     Value* x, Value omega) {
+  VELMO_SPBLAS_DISPATCH(RelaxImpl, jacobi, rows, cols, row_ptr, col_idx, values, xOld, b, x, omega);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::jacobi_diagLp(const Device& dev, Index rows, Index cols, const Index* row_ptr,
+                                            const Index* col_idx, const Value* values, const Value* xOld,
+                                            const Value* b, Value* x, Value omega, R p, const Index* select) {
+  VELMO_SPBLAS_DISPATCH(RelaxImpl, jacobi_diagLp, rows, cols, row_ptr, col_idx, values, xOld, b, x, omega, p, select);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::richardson(const Device& dev, Index rows, Index cols, const Index* row_ptr,
+                                         const Index* col_idx, const Value* values, const Value* xOld,
+                                         const Value* b, Value* x, Value omega) {
+  VELMO_SPBLAS_DISPATCH(RelaxImpl, richardson, rows, cols, row_ptr, col_idx, values, xOld, b, x, omega);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::sor(const Device& dev, Index rows, Index cols, const Index* row_ptr,
+                                  const Index* col_idx, const Value* values, const Value* b, Value* x, Value omega,
+                                  bool forward, const Index* order) {
+  VELMO_SPBLAS_DISPATCH(RelaxImpl, sor, rows, cols, row_ptr, col_idx, values, b, x, omega, forward, order);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::par_sor(const Device& dev, Index rows, Index blockCount, Index rank,
+                                      const SpMVRawMat* blocks, const Value* b, const Value* diag, Value* x,
+                                      Value omega, bool forward, const Index* order) {
+  VELMO_SPBLAS_DISPATCH(RelaxImpl, par_sor, rows, blockCount, rank, blocks, b, diag, x, omega, forward, order);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::par_csr_row_norm_lp(const Device& dev, Index rows, Index blockCount,
+                                                  const SpMVRawMat* blocks, R p, R* result) {
+  VELMO_SPBLAS_DISPATCH(RelaxImpl, par_csr_row_norm_lp, rows, blockCount, blocks, p, result);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::par_csr_diag(const Device& dev, Index rows, Index blockCount,
+                                           const SpMVRawMat* blocks, Value* diag) {
+  VELMO_SPBLAS_DISPATCH(RelaxImpl, par_csr_diag, rows, blockCount, blocks, diag);
 }
 
 #undef VELMO_SPBLAS_DISPATCH
