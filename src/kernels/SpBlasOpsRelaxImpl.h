@@ -66,8 +66,7 @@ struct SpBlasOpsRelaxImpl {
                   const Index* order) {
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
       for (Index pos = 0; pos < rows; ++pos) {
-        const Index k = forward ? pos : rows - 1 - pos;
-        const Index i = order ? order[k] : k;
+        const Index i = detail::sweepRow(pos, rows, forward, order);
         if (i < 0) continue;
         Value sum = Value(0);
         Value d = Value(1);
@@ -90,8 +89,7 @@ struct SpBlasOpsRelaxImpl {
                       const Index* order) {
     spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
       for (Index pos = 0; pos < rows; ++pos) {
-        const Index k = forward ? pos : rows - 1 - pos;
-        const Index i = order ? order[k] : k;
+        const Index i = detail::sweepRow(pos, rows, forward, order);
         if (i < 0) continue;
         Value sum = Value(0);
         for (Index bl = 0; bl < blockCount; ++bl) {

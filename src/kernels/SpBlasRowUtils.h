@@ -28,6 +28,14 @@ VELMO_HD inline void sort_row(Index* cols, Value* values, Index n) {
 
 namespace detail {
 
+// The row a sweep visits at position `pos`: forward or backward, through `order` when one is
+// given. A negative row means the position is skipped.
+template <class Index>
+VELMO_HD inline Index sweepRow(Index pos, Index rows, bool forward, const Index* order) {
+  const Index k = forward ? pos : rows - 1 - pos;
+  return order ? order[k] : k;
+}
+
 // Turns per-row counts in ptr[1..n] into offsets, with ptr[0] = 0; ordered, so a range of one.
 template <class Index, class Space>
 void prefixSumRows(const Space& s, Index n, Index* ptr) {
