@@ -4,7 +4,9 @@
 
 #include <cstdlib>
 #include <limits>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "utils/Complex.h"
 #include "utils/Device.h"
@@ -14,7 +16,6 @@ namespace velmo::test {
 
 inline const Device kHost(0, 0);
 
-using ScalarTypes = ::testing::Types<int, long, float, double, Complex<float>, Complex<double>>;
 // One integer, one real and one complex type: enough where the code path does not depend on
 // the width of the type.
 using CoreTypes = ::testing::Types<int, double, Complex<float>>;
@@ -27,6 +28,15 @@ T make(double re, double im = 0) {
   } else {
     return T(re);
   }
+}
+
+// `n` small integers (with an imaginary part for a complex type): sums and products of a few
+// stay exact in every type.
+template <class T>
+std::vector<T> sample(int n, int seed) {
+  std::vector<T> v;
+  for (int k = 0; k < n; ++k) v.push_back(make<T>((k * 7 + seed) % 11 - 5, (k + 2 * seed) % 5 - 2));
+  return v;
 }
 
 // A small multiple of the type's epsilon, scaled by the magnitude compared.
@@ -57,27 +67,18 @@ inline const Device kGpu(1, 0);
 class ScopedEnv {
  public:
   ScopedEnv(const char* name, const char* value) : name_(name) {
-    const char* old = std::getenv(name);
-    had_ = old != nullptr;
-    if (had_) old_ = old;
+    if (const char* old = std::getenv(name)) old_ = old;
     set(value);
   }
-  ~ScopedEnv() { set(had_ ? old_.c_str() : nullptr); }
+  ~ScopedEnv() { set(old_ ? old_->c_str() : nullptr); }
   ScopedEnv(const ScopedEnv&) = delete;
   ScopedEnv& operator=(const ScopedEnv&) = delete;
 
-  void set(const char* value) {
-    if (value != nullptr) {
-      setenv(name_, value, 1);
-    } else {
-      unsetenv(name_);
-    }
-  }
+  void set(const char* value) { value ? setenv(name_, value, 1) : unsetenv(name_); }
 
  private:
   const char* name_;
-  bool had_;
-  std::string old_;
+  std::optional<std::string> old_;
 };
 
 }  // namespace velmo::test

@@ -33,7 +33,8 @@ struct HostCsr {
   std::vector<I> col;
   std::vector<V> val;
 
-  HostCsr(I r, I c) : rows(r), cols(c), ptr(size_t(r) + 1, 0) {}
+  // Zero offsets, with room for `nnz` entries.
+  HostCsr(I r, I c, size_t nnz = 0) : rows(r), cols(c), ptr(size_t(r) + 1, 0), col(nnz), val(nnz) {}
   // Rows given as (column, value) lists, in storage order.
   HostCsr(I r, I c, const std::vector<std::vector<std::pair<I, V>>>& entries) : rows(r), cols(c) {
     for (const auto& row : entries) {
@@ -110,15 +111,6 @@ HostCsr<V, I> randomCsr(I rows, I cols, double density, unsigned seed, double em
     m.ptr.push_back(I(m.col.size()));
   }
   return m;
-}
-
-template <class V>
-std::vector<V> randomVector(size_t n, unsigned seed) {
-  std::mt19937 gen(seed);
-  std::uniform_int_distribution<int> small(-5, 5);
-  std::vector<V> x(n);
-  for (auto& v : x) v = make<V>(small(gen), small(gen));
-  return x;
 }
 
 // One integer, one real and one complex value type, across both index widths.

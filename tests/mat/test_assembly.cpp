@@ -1,137 +1,68 @@
 #include <map>
 #include <string>
 #include <thread>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "LogCapture.h"
 #include "ParCSRTestHelpers.h"
-#include "TestHelpers.h"
 
 namespace {
 
 using namespace velmo;
-using test::colIdxOf;
-using test::contents;
-using test::kHost;
-using test::make;
-using test::partsOf;
-using test::rowPtrOf;
-using test::toDense;
-using test::valuesOf;
+using namespace velmo::test;
 
 template <class P>
 class Assembly : public ::testing::Test {};
-TYPED_TEST_SUITE(Assembly, test::ParTypeList);
+TYPED_TEST_SUITE(Assembly, ParTypeList);
 
-TYPED_TEST(Assembly, LaterCallsResolveDuplicatesByMode) {
+TYPED_TEST(Assembly, ModesResolveRepeatsAndRowsComeOutSorted) {
   using V = typename TypeParam::Value;
   using G = typename TypeParam::GlobalIndex;
-  const V a = make<V>(2, 1), b = make<V>(-5, 3), c = make<V>(7), o = V(0);
+  const V a = make<V>(2, 1), b = make<V>(-5, 3), c = make<V>(7);
   typename TypeParam::Matrix A;
-  A.create(G(5), G(5), kHost);
+  A.create(G(5), G(6), kHost);
   A.beginAssemble();
-  A.setValue(0, 0, a, 0);
-  A.setValue(0, 0, b, 0);
-  A.setValue(1, 1, a, 1);
-  A.setValue(1, 1, b, 1);
-  A.setValue(2, 2, a, 1);
-  A.setValue(2, 2, b, 1);
-  A.setValue(2, 2, c, 0);
+  // Mode 0 overwrites, mode 1 adds; columns arrive descending and mixed.
+  A.setValue(0, 4, a, 0);
+  A.setValue(0, 4, b, 0);
+  A.setValue(0, 1, a, 1);
+  A.setValue(0, 1, b, 1);
+  A.setValue(1, 2, a, 1);
+  A.setValue(1, 2, c, 0);
+  for (int col : {2, 5, 0, 4, 1, 3}) A.setValue(2, col, make<V>(10 + col), 1);
   A.setValue(3, 3, b, 1);  // a new entry adds to zero
   A.setValue(4, 0, c, 2);  // an unknown mode stores nothing, but the row exists
   A.endAssemble();
 
-  const std::vector<V> expected{b, o, o, o, o, o, a + b, o, o, o, o, o, c, o, o, o, o, o, b, o, o, o, o, o, o};
-  EXPECT_EQ(toDense(A.getLocalMatrix()), expected);
-  EXPECT_EQ(A.getNnzs(), 4);
+  const CSRMatrixT<V, int> local = A.getLocalMatrix();
+  EXPECT_EQ(rowPtrOf(local), (std::vector<int>{0, 2, 3, 9, 10, 10}));
+  EXPECT_EQ(colIdxOf(local), (std::vector<int>{1, 4, 2, 0, 1, 2, 3, 4, 5, 3}));
+  EXPECT_EQ(valuesOf(local), (std::vector<V>{a + b, b, c, make<V>(10), make<V>(11), make<V>(12), make<V>(13),
+                                             make<V>(14), make<V>(15), b}));
   std::map<G, G> rowLengths;
   A.traversal([&](G row, G n) { return rowLengths.emplace(row, n).second; }, {});
-  EXPECT_EQ(rowLengths, (std::map<G, G>{{0, 1}, {1, 1}, {2, 1}, {3, 1}, {4, 0}}));
+  EXPECT_EQ(rowLengths, (std::map<G, G>{{0, 2}, {1, 1}, {2, 6}, {3, 1}, {4, 0}}));
 }
 
-// Columns arrive in descending and in mixed order.
-TYPED_TEST(Assembly, RowsComeOutSortedWithEmptyRowsKept) {
-  using V = typename TypeParam::Value;
-  using G = typename TypeParam::GlobalIndex;
-  typename TypeParam::Matrix A;
-  A.create(G(4), G(6), kHost);
-  A.beginAssemble();
-  for (int col = 5; col >= 0; col -= 2) A.setValue(0, col, make<V>(col, 1), 0);
-  // Row 1 stays empty.
-  for (int col : {2, 5, 0, 4, 1, 3}) A.setValue(2, col, make<V>(10 + col), 1);
-  A.setValue(3, 2, make<V>(-1), 0);
-  A.endAssemble();
-
-  const CSRMatrixT<V, int> local = A.getLocalMatrix();
-  EXPECT_EQ(rowPtrOf(local), (std::vector<int>{0, 3, 3, 9, 10}));
-  EXPECT_EQ(colIdxOf(local), (std::vector<int>{1, 3, 5, 0, 1, 2, 3, 4, 5, 2}));
-  EXPECT_EQ(valuesOf(local), (std::vector<V>{make<V>(1, 1), make<V>(3, 1), make<V>(5, 1), make<V>(10), make<V>(11),
-                                             make<V>(12), make<V>(13), make<V>(14), make<V>(15), make<V>(-1)}));
-}
-
-TYPED_TEST(Assembly, ColumnsAreCutIntoBlocksByPart) {
-  using V = typename TypeParam::Value;
-  using G = typename TypeParam::GlobalIndex;
-  const V b = make<V>(4), c = make<V>(8, 2);
-  typename TypeParam::Matrix A;
-  A.create(partsOf<G>(3, 1), partsOf<G>(4, 2), {}, kHost);
-  A.beginAssemble();
-  A.setValue(0, 1, make<V>(3, -1), 0);
-  A.setValue(1, 3, b, 0);
-  A.endAssemble();
-  EXPECT_EQ(A.getLocalMatrix(0).getNnzs(), 1);
-  EXPECT_EQ(colIdxOf(A.getLocalMatrix(1)), std::vector<int>{1});
-  EXPECT_EQ(A.getElementValue(1, 3), b);
-
-  // Element access changes stored entries only.
-  bool found = false;
-  EXPECT_TRUE(A.setElementValue(1, 3, c));
-  EXPECT_EQ(A.getElementValue(1, 3, &found), c);
-  EXPECT_TRUE(found);
-  EXPECT_FALSE(A.setElementValue(1, 2, c));  // never inserts
-  EXPECT_FALSE(A.setElementValue(3, 1, c));  // past the rows this rank owns
-  EXPECT_EQ(A.getNnzs(), 2);
-}
-
-TYPED_TEST(Assembly, NothingSetGivesNoBlocksOrZeros) {
-  using V = typename TypeParam::Value;
-  using G = typename TypeParam::GlobalIndex;
-  typename TypeParam::Matrix A;
-  A.create(G(3), G(3), kHost);
-  A.beginAssemble();
-  testing::internal::CaptureStderr();
-  A.endAssemble();
-  const std::string sparseLog = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(A.getNnzs(), 0);
-  const size_t begin = sparseLog.find("begin splitRows"), finish = sparseLog.find("finish splitRows"),
-               convert = sparseLog.find("begin coo to csr");
-  ASSERT_NE(convert, std::string::npos) << sparseLog;
-  EXPECT_LT(begin, finish);
-  EXPECT_LT(finish, convert);
-
-  // The dense form needs no beginAssemble after create, and has no conversion to log.
-  typename TypeParam::Vector v(G(3), G(2), kHost);
-  v.fill(make<V>(9));
-  testing::internal::CaptureStderr();
-  v.endAssemble();
-  const std::string denseLog = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(contents(v.getLocalMatrix()), std::vector<V>(6, V(0)));
-  EXPECT_NE(denseLog.find("finish splitRows"), std::string::npos) << denseLog;
-  EXPECT_EQ(denseLog.find("begin coo to csr"), std::string::npos) << denseLog;
-}
-
-TYPED_TEST(Assembly, TraversalWalksTheBuffer) {
+TYPED_TEST(Assembly, ColumnsAreCutIntoBlocksAndTraversalWalksTheBuffer) {
   using V = typename TypeParam::Value;
   using G = typename TypeParam::GlobalIndex;
   const V a = make<V>(1, 2), b = make<V>(-3), c = make<V>(6, -1), o = V(0);
   typename TypeParam::Matrix A;
-  A.create(G(3), G(3), kHost);
+  A.create(partsOf<G>(3, 1), partsOf<G>(3, 2), {}, kHost);  // column parts {0, 1} and {2}
   A.beginAssemble();
   A.setValue(0, 1, a, 0);
   A.setValue(2, 0, b, 0);
   A.setValue(2, 2, c, 0);
   A.endAssemble();
+  EXPECT_EQ(A.getLocalMatrix(0).getNnzs(), 2);
+  EXPECT_EQ(colIdxOf(A.getLocalMatrix(1)), std::vector<int>{0});
+  EXPECT_EQ(A.getElementValue(2, 2), c);
+  // Element access changes stored entries only, and never inserts.
+  EXPECT_TRUE(A.setElementValue(2, 2, b));
+  EXPECT_FALSE(A.setElementValue(1, 1, c));
+  EXPECT_EQ(A.getElementValue(2, 2), b);
 
   std::map<G, G> rowLengths;
   std::map<std::pair<G, G>, V> entries;
@@ -139,16 +70,33 @@ TYPED_TEST(Assembly, TraversalWalksTheBuffer) {
               [&](G row, G col, V& v) { return entries.emplace(std::make_pair(row, col), v).second; });
   EXPECT_EQ(rowLengths, (std::map<G, G>{{0, 1}, {2, 2}}));
   EXPECT_EQ(entries, (std::map<std::pair<G, G>, V>{{{0, 1}, a}, {{2, 0}, b}, {{2, 2}, c}}));
-
   // Writes reach the blocks at the next endAssemble, which rebuilds from the whole buffer.
   A.traversal({}, [](G, G, V& v) {
     v = v + v;
     return true;
   });
-  EXPECT_EQ(A.getElementValue(2, 0), b);
   A.setValue(1, 1, c, 0);
   A.endAssemble();
-  EXPECT_EQ(toDense(A.getLocalMatrix()), (std::vector<V>{o, a + a, o, o, c, o, b + b, o, c + c}));
+  EXPECT_EQ(toDense(A.getLocalMatrix(0)), (std::vector<V>{o, a + a, o, c, b + b, o}));
+  EXPECT_EQ(toDense(A.getLocalMatrix(1)), (std::vector<V>{o, o, c + c}));
+}
+
+// Nothing set: no blocks, or zeros for the dense form, which has no conversion to log.
+TEST(AssemblyLog, NothingSetGivesNoBlocksOrZeros) {
+  ParCSRMatrixT<double, long, int> A;
+  A.create(3, 3, kHost);
+  A.beginAssemble();
+  LogCapture sparseLog;
+  A.endAssemble();
+  EXPECT_EQ(A.getNnzs(), 0);
+  EXPECT_EQ(sparseLog.texts(), (std::vector<std::string>{"begin splitRows", "finish splitRows", "begin coo to csr"}));
+
+  ParMatrixT<double, long, int> v(3, 2, kHost);
+  v.fill(9);
+  LogCapture denseLog;
+  v.endAssemble();
+  EXPECT_EQ(contents(v.getLocalMatrix()), std::vector<double>(6, 0.0));
+  EXPECT_EQ(denseLog.texts(), (std::vector<std::string>{"begin splitRows", "finish splitRows"}));
 }
 
 // Adds from every thread to shared off-diagonal entries, and overwrites each diagonal entry
@@ -184,38 +132,30 @@ TYPED_TEST(Assembly, ManyThreadsGiveTheSameMatrixAsOne) {
   EXPECT_EQ(valuesOf(actual), valuesOf(expected));
 }
 
-TYPED_TEST(Assembly, CreateByAssembleTakesGlobalRows) {
-  using V = typename TypeParam::Value;
-  using G = typename TypeParam::GlobalIndex;
-  const V a = make<V>(1, 1), b = make<V>(2), c = make<V>(3, -2), d = make<V>(4);
-  if constexpr (std::is_same_v<G, int>) {
-    // Rows given in descending column order come out sorted.
-    typename TypeParam::Matrix A;
-    A.createByAssemble(test::makeCsr<V>(3, 4, {0, 2, 2, 4}, {3, 0, 2, 1}, {a, b, c, d}), comu::kCommWorld);
-    EXPECT_EQ(A.getCols(), 4);
-    EXPECT_EQ(A.getComm(), comu::kCommWorld);
-    const CSRMatrixT<V, int> local = A.getLocalMatrix();
-    EXPECT_EQ(rowPtrOf(local), (std::vector<int>{0, 2, 2, 4}));
-    EXPECT_EQ(colIdxOf(local), (std::vector<int>{0, 3, 1, 2}));
-    EXPECT_EQ(valuesOf(local), (std::vector<V>{b, a, d, c}));
-    A.createByAssemble(CSRMatrixT<V, int>());
-    EXPECT_EQ(A.getRows(), 0);
-  }
+TEST(AssemblyFromLocal, CreateByAssembleTakesGlobalRows) {
+  using C = Complex<double>;
+  const C a(1, 1), b(2), c(3, -2), d(4);
+  // Rows given in descending column order come out sorted.
+  ParCSRMatrixT<C, int, int> A;
+  A.createByAssemble(makeCsr<C>(3, 4, {0, 2, 2, 4}, {3, 0, 2, 1}, {a, b, c, d}), comu::kCommWorld);
+  EXPECT_EQ(A.getComm(), comu::kCommWorld);
+  const CSRMatrixT<C, int> local = A.getLocalMatrix();
+  EXPECT_EQ(rowPtrOf(local), (std::vector<int>{0, 2, 2, 4}));
+  EXPECT_EQ(colIdxOf(local), (std::vector<int>{0, 3, 1, 2}));
+  EXPECT_EQ(valuesOf(local), (std::vector<C>{b, a, d, c}));
 
-  MatrixT<V, G, MatrixLayoutRowMajor> dense(G(3), G(2), kHost);
-  const std::vector<V> values{a, V(0), b, c, V(0), d};
-  std::copy(values.begin(), values.end(), dense.getData());
-  typename TypeParam::Vector m;
-  m.createByAssemble(dense, comu::kCommWorld);
-  EXPECT_EQ(m.getCols(), 2);
+  const std::vector<C> values{a, C(0), b, c, C(0), d};
+  ParMatrixT<C, int, int> m;
+  m.createByAssemble(denseOf(values, 3, 2), comu::kCommWorld);
   EXPECT_EQ(m.getComm(), comu::kCommWorld);
   EXPECT_EQ(contents(m.getLocalMatrix()), values);
 }
 
-TYPED_TEST(Assembly, DenseAssemblyByRowAndColumn) {
+TYPED_TEST(Assembly, DenseFormByRowAndColumn) {
   using V = typename TypeParam::Value;
   using G = typename TypeParam::GlobalIndex;
   const V a = make<V>(1, -1), b = make<V>(5), c = make<V>(-2), o = V(0);
+  // Needs no beginAssemble after create.
   typename TypeParam::Vector v(G(4), kHost);
   v.setValue(1, a, 1);
   v.setValue(1, b, 1);

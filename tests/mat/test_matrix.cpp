@@ -1,35 +1,21 @@
-#include <gtest/gtest.h>
-
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "SparseTestHelpers.h"
-#include "TestHelpers.h"
 #include "mat/Matrix.h"
 #include "mat/Partitioner.h"
 
 namespace {
 
 using namespace velmo;
-using test::contents;
-using test::denseOf;
-using test::kHost;
-using test::make;
+using namespace velmo::test;
 
 // A second host device: distinct for every device check, and usable without a GPU.
 const Device otherHost(0, 1);
 
-// Small integers, so that every operation below is exact in every type and on every device.
-template <class T>
-std::vector<T> sample(int n, int seed) {
-  std::vector<T> v;
-  for (int k = 0; k < n; ++k) v.push_back(make<T>((k * 7 + seed) % 11 - 5, (k + 2 * seed) % 5 - 2));
-  return v;
-}
-
-test::ScopedEnv strictText(bool strict) { return {"VELMO_STRICT_MATRIX_MARKET", strict ? "1" : nullptr}; }
+ScopedEnv strictText(bool strict) { return {"VELMO_STRICT_MATRIX_MARKET", strict ? "1" : nullptr}; }
 
 template <class T>
 std::string saved(const MatrixT<T>& m, int precision, bool strict) {
@@ -50,7 +36,7 @@ std::vector<T> loaded(const std::string& text, bool strict) {
 
 // ---- Handles, storage and copies -------------------------------------------------------
 
-TEST(MatrixStorage, CreateDetachesWhileInPlaceResizeIsShared) {
+TEST(MatrixStorage, InPlaceResizeIsSharedWhileCreateAndOtherDevicesDetach) {
   MatrixT<double> empty;
   empty.create(0, 5, kHost);
   EXPECT_EQ(empty.getData(), nullptr);
@@ -64,142 +50,105 @@ TEST(MatrixStorage, CreateDetachesWhileInPlaceResizeIsShared) {
   EXPECT_EQ(alias.getRows(), 3);
   a.resize(2, 3, kHost);  // back within capacity, contents kept
   EXPECT_EQ(contents(alias), original);
-
   a.resize(2, 4, kHost);  // past capacity: fresh storage, the copy keeps the old one
-  EXPECT_FALSE(alias.sharesStorageWith(a));
   EXPECT_EQ(alias.getData(), storage);
   MatrixT<int> before = a;
   a.create(2, 4, kHost);  // always fresh, even for the same shape
   EXPECT_FALSE(before.sharesStorageWith(a));
-
   alias.resize(2, 3, otherHost);  // same shape, other device: fresh storage
   EXPECT_NE(alias.getData(), storage);
 
-  // A host column whatever the step.
-  const MatrixT<int> range = MatrixT<int>::range(3, 7, 2);
-  EXPECT_EQ(range.getDevice(), kHost);
-  EXPECT_EQ(range.getCols(), 1);
-  EXPECT_EQ(contents(range), (std::vector<int>{3, 4, 5, 6}));
-}
-
-TEST(MatrixStorage, ToTheSameDeviceAliasesAndDeepCopyDuplicates) {
-  MatrixT<double> src = denseOf(sample<double>(4, 0), 2, 2);
-  MatrixT<double> alias = src.toDevice(kHost);
-  alias.getData()[3] = 42;
+  // To the same device an alias, to another a copy; deepCopy always copies.
+  MatrixT<double> src = denseOf(sample<double>(4, 0), 2, 2), target(7, 7, otherHost), copy;
+  src.toDevice(kHost).getData()[3] = 42;
   EXPECT_EQ(src.getData()[3], 42);
-  MatrixT<double> target(7, 7, otherHost);
   src.toDevice(kHost, target);
   EXPECT_TRUE(target.sharesStorageWith(src));
-
   MatrixT<double> moved = src.toDevice(otherHost);
   EXPECT_FALSE(moved.sharesStorageWith(src));
   EXPECT_EQ(contents(moved), contents(src));
-
-  MatrixT<double> copy;
   src.deepCopy(copy);
-  copy.getData()[0] = -1;
-  EXPECT_NE(src.getData()[0], -1);
+  EXPECT_FALSE(copy.sharesStorageWith(src));
+  EXPECT_EQ(contents(copy), contents(src));
+  // A host column whatever the step.
+  EXPECT_EQ(contents(MatrixT<int>::range(3, 7, 2)), (std::vector<int>{3, 4, 5, 6}));
 }
 
 // ---- Typed suite: the operations on any device, and text round trips -------------------
 
 template <class T>
 class MatrixTyped : public ::testing::Test {};
-TYPED_TEST_SUITE(MatrixTyped, test::CoreTypes);
-
-template <class T, class G>
-void checkMergeRows(const Device& d) {
-  PartitionerT<G, int> p;
-  p.createForParts(G(37), 3);  // blocks of 13, 12, 12 rows
-  const std::vector<T> all = sample<T>(37 * 2, 6);
-  std::vector<MatrixT<T>> blocks;
-  for (int k = 0; k < 3; ++k) {
-    auto first = all.begin() + p.getPartBegin(k) * 2;
-    blocks.push_back(denseOf(std::vector<T>(first, first + p.getPartSize(k) * 2), p.getPartSize(k), 2, d));
-  }
-  const MatrixT<T> merged = MatrixT<T>::mergeRows(p, blocks);
-  EXPECT_EQ(merged.getRows(), 37);
-  EXPECT_EQ(merged.getDevice(), d);
-  EXPECT_EQ(contents(merged), all);
-}
+TYPED_TEST_SUITE(MatrixTyped, CoreTypes);
 
 template <class T>
 void checkOperations(const Device& d) {
-  const int rows = 40, cols = 3, n = rows * cols;
-  const std::vector<T> X = sample<T>(n, 1), Y = sample<T>(n, 2), Z = sample<T>(n, 3);
+  const int rows = 37, cols = 2, n = rows * cols;
+  std::vector<T> X = sample<T>(n, 1), Y = sample<T>(n, 2), Z = sample<T>(n, 3);
   MatrixT<T> m = denseOf(X, rows, cols, d);
-
   bool ok = false;
-  EXPECT_EQ(m.getElementValue(37, 2, &ok), X[37 * 3 + 2]);
+  EXPECT_EQ(m.getElementValue(36, 1, &ok), X[n - 1]);
   EXPECT_TRUE(ok);
-  for (auto [i, j] : std::vector<std::pair<int, int>>{{-1, 0}, {40, 0}, {0, 3}, {0, -1}}) {
+  for (auto [i, j] : std::vector<std::pair<int, int>>{{-1, 0}, {37, 0}, {0, 2}, {0, -1}}) {
     EXPECT_EQ(m.getElementValue(i, j, &ok), T(0)) << i << "," << j;
     EXPECT_FALSE(ok);
     EXPECT_FALSE(m.setElementValue(i, j, make<T>(1)));
   }
   EXPECT_TRUE(m.setElementValue(12, 1, make<T>(9, -9)));
-  std::vector<T> expected = X;
-  expected[12 * 3 + 1] = make<T>(9, -9);
-  EXPECT_EQ(contents(m), expected);
+  EXPECT_EQ(m.getElementValue(12, 1), make<T>(9, -9));
 
   // Rows picked backwards, one twice; the inverse scatter writes the given rows and only those.
   MatrixT<T> sub(1, 1, d);
-  m.selectRows(denseOf<int>({39, 20, 0, 39}, 4, 1, d), sub);
-  expected.clear();
-  for (int r : {39, 20, 0, 39}) expected.insert(expected.end(), X.begin() + r * cols, X.begin() + (r + 1) * cols);
-  EXPECT_EQ(contents(sub), expected);
+  m.selectRows(denseOf<int>({36, 0, 36}, 3, 1, d), sub);
+  EXPECT_EQ(contents(sub), (std::vector<T>{X[72], X[73], X[0], X[1], X[72], X[73]}));
   MatrixT<T> target = denseOf(std::vector<T>(n, make<T>(100)), rows, cols, d);
-  target.unselectRows(denseOf<int>({2, 0}, 2, 1, d), denseOf(std::vector<T>(X.begin(), X.begin() + 6), 2, cols, d));
-  expected.assign(n, make<T>(100));
-  std::copy(X.begin(), X.begin() + 3, expected.begin() + 6);
-  std::copy(X.begin() + 3, X.begin() + 6, expected.begin());
+  target.unselectRows(denseOf<int>({2, 0}, 2, 1, d), denseOf(std::vector<T>(X.begin(), X.begin() + 4), 2, cols, d));
+  std::vector<T> expected(n, make<T>(100));
+  expected[4] = X[0], expected[5] = X[1], expected[0] = X[2], expected[1] = X[3];
   EXPECT_EQ(contents(target), expected);
 
+  // Each operation applied in turn, against the same steps on the host copies.
   const T a = make<T>(2, 1), b = make<T>(-3), c = make<T>(1, -2);
   MatrixT<T> x = denseOf(X, rows, cols, d), y = denseOf(Y, rows, cols, d), z = denseOf(Z, rows, cols, d);
-  auto expectEach = [&](const MatrixT<T>& result, auto formula) {
-    std::vector<T> want;
-    for (int k = 0; k < n; ++k) want.push_back(formula(k));
-    EXPECT_EQ(contents(result), want);
-  };
   MatrixT<T>::axpy(a, x, y);
-  expectEach(y, [&](int k) { return a * X[k] + Y[k]; });
   MatrixT<T>::axpby(a, x, b, y);
-  expectEach(y, [&](int k) { return a * X[k] + b * (a * X[k] + Y[k]); });
-  y = denseOf(Y, rows, cols, d);
   MatrixT<T>::axpbypz(a, x, b, y, z);
-  expectEach(z, [&](int k) { return a * X[k] + b * Y[k] + Z[k]; });
-  z = denseOf(Z, rows, cols, d);
   MatrixT<T>::axpbypcz(a, x, b, y, c, z);
-  expectEach(z, [&](int k) { return a * X[k] + b * Y[k] + c * Z[k]; });
-  z = denseOf(Z, rows, cols, d);
   MatrixT<T>::axypbz(a, x, y, b, z);
-  expectEach(z, [&](int k) { return a * X[k] * Y[k] + b * Z[k]; });
-  y += x;
-  expectEach(y, [&](int k) { return Y[k] + X[k]; });
   T dot = T(0);
-  for (int k = 0; k < n; ++k) dot += conj(X[k]) * Y[k];
-  EXPECT_EQ(MatrixT<T>::dot(x, denseOf(Y, rows, cols, d)), dot);
-  y.fill(c);
-  expectEach(y, [&](int) { return c; });
+  for (int k = 0; k < n; ++k) {
+    Y[k] = a * X[k] + b * (a * X[k] + Y[k]);
+    Z[k] = a * X[k] + b * Y[k] + Z[k];
+    Z[k] = a * X[k] + b * Y[k] + c * Z[k];
+    Z[k] = a * X[k] * Y[k] + b * Z[k];
+    dot += conj(X[k]) * Y[k];
+  }
+  EXPECT_EQ(contents(y), Y);
+  EXPECT_EQ(contents(z), Z);
+  EXPECT_EQ(MatrixT<T>::dot(x, y), dot);
+  y += x;
+  for (int k = 0; k < n; ++k) Y[k] += X[k];
+  EXPECT_EQ(contents(y), Y);
 
-  checkMergeRows<T, int>(d);
-  checkMergeRows<T, long>(d);
+  PartitionerT<long, int> p;
+  p.createForParts(37, 3);  // blocks of 13, 12, 12 rows
+  std::vector<MatrixT<T>> blocks;
+  for (int k = 0; k < 3; ++k) {
+    auto first = X.begin() + p.getPartBegin(k) * cols;
+    blocks.push_back(denseOf(std::vector<T>(first, first + p.getPartSize(k) * cols), p.getPartSize(k), cols, d));
+  }
+  const MatrixT<T> merged = MatrixT<T>::mergeRows(p, blocks);
+  EXPECT_EQ(merged.getDevice(), d);
+  EXPECT_EQ(contents(merged), X);
 }
 
 TYPED_TEST(MatrixTyped, ElementRowAndArithmeticOperations) { checkOperations<TypeParam>(kHost); }
 
 TYPED_TEST(MatrixTyped, GpuMatchesTheHost) {
   VELMO_REQUIRE_GPU();
-  using T = TypeParam;
-  checkOperations<T>(test::kGpu);
-  const MatrixT<T> h = denseOf(sample<T>(64, 3), 32, 2), g = h.toDevice(test::kGpu);
-  EXPECT_FALSE(g.sharesStorageWith(h));
-  EXPECT_TRUE(g.toDevice(test::kGpu).sharesStorageWith(g));
-  MatrixT<T> copy;
-  g.deepCopy(copy);
-  EXPECT_EQ(copy.getDevice(), test::kGpu);
-  EXPECT_EQ(contents(copy), contents(h));
+  checkOperations<TypeParam>(kGpu);
+  const MatrixT<TypeParam> h = denseOf(sample<TypeParam>(64, 3), 32, 2), g = h.toDevice(kGpu);
+  EXPECT_TRUE(g.toDevice(kGpu).sharesStorageWith(g));
+  EXPECT_EQ(contents(g), contents(h));
   EXPECT_EQ(saved(g, 6, false), saved(h, 6, false));  // text goes through the host
 }
 
@@ -216,57 +165,39 @@ TYPED_TEST(MatrixTyped, ColumnTextRoundTripsInBothModes) {
 
 // ---- Check texts ---------------------------------------------------------------------
 
-TEST(MatrixChecks, InPlaceAdditionComparesDeviceThenShape) {
-  MatrixT<double> a(2, 3, kHost), transposed(3, 2, kHost), far(3, 2, otherHost);
-  EXPECT_DEATH(a += far,
-               "Check failed: getDevice\\(\\) == x.getDevice\\(\\) "
-               "operator\\+=: x and y must be on the same device");
-  EXPECT_DEATH(a += transposed,
-               "Check failed: getRows\\(\\) == x.getRows\\(\\) && getCols\\(\\) == x.getCols\\(\\) "
-               "operator\\+=: x and y must have same size");
-}
-
-TEST(MatrixChecks, StaticOperationsCompareFlatSizesAndNameTheirPairs) {
+TEST(MatrixChecks, DeviceAndShapeTexts) {
   using M = MatrixT<double>;
   M x(2, 3, kHost), y(2, 3, kHost), z(2, 3, kHost), small(1, 1, kHost), far(2, 3, otherHost);
+  EXPECT_DEATH(x += far,
+               "Check failed: getDevice\\(\\) == x.getDevice\\(\\) operator\\+=: x and y must be on the same device");
+  EXPECT_DEATH(x += M(3, 2, kHost),
+               "Check failed: getRows\\(\\) == x.getRows\\(\\) && getCols\\(\\) == x.getCols\\(\\) "
+               "operator\\+=: x and y must have same size");
+  // The static operations compare flat sizes: a 3 by 2 y passes for a 2 by 3 x.
   M tall = denseOf(std::vector<double>(6, 1.0), 3, 2);
-  M::axpy(1.0, denseOf(std::vector<double>(6, 2.0), 2, 3), tall);  // a 3 by 2 y passes for a 2 by 3 x
+  M::axpy(1.0, denseOf(std::vector<double>(6, 2.0), 2, 3), tall);
   EXPECT_EQ(contents(tall), std::vector<double>(6, 3.0));
-
   const std::string xySize = "Check failed: x.getSize\\(\\) == y.getSize\\(\\) ";
   const std::string xyDevice = "Check failed: x.getDevice\\(\\) == y.getDevice\\(\\) ";
   EXPECT_DEATH(M::axpy(1, x, small), xySize + "axpy: x and y must have the same size");
-  EXPECT_DEATH(M::axpy(1, x, far), xyDevice + "axpy: x and y must be on the same device");
-  EXPECT_DEATH(M::axpby(1, x, 1, small), xySize + "axpby: x and y must have the same size");
   EXPECT_DEATH(M::axpby(1, x, 1, far), xyDevice + "axpby: x and y must be on the same device");
   // axpbypcz and axypbz keep the words of axpbypz.
-  EXPECT_DEATH(M::axpbypz(1, x, 1, small, z), xySize + "axpbypz: x and y must have the same size");
   EXPECT_DEATH(M::axpbypcz(1, x, 1, far, 1, z), xyDevice + "axpbypz: x and y must be on the same device");
-  EXPECT_DEATH(M::axypbz(1, x, small, 1, z), xySize + "axpbypz: x and y must have the same size");
-  EXPECT_DEATH(M::axpbypcz(1, x, 1, y, 1, small),
+  EXPECT_DEATH(M::axypbz(1, x, y, 1, small),
                "Check failed: x.getSize\\(\\) == z.getSize\\(\\) axpbypz: x and z must have the same size");
-  EXPECT_DEATH(M::axypbz(1, x, y, 1, far),
-               "Check failed: x.getDevice\\(\\) == z.getDevice\\(\\) axpbypz: x and z must be on the same device");
   // dot checks the device before the size.
   EXPECT_DEATH(M::dot(x, M(1, 1, otherHost)), xyDevice + "dot: x and y must be on the same device");
-  EXPECT_DEATH(M::dot(x, small), xySize + "dot: x and y must have the same size");
-}
 
-TEST(MatrixChecks, RowSelectionNeedsOneDevice) {
-  MatrixT<float> m(4, 2, kHost), sub(2, 2, kHost), farSub(2, 2, otherHost);
+  MatrixT<float> m(4, 2, kHost), sub(2, 2, kHost), oneRow(1, 2, kHost);
   MatrixT<int> idx = MatrixT<int>::range(0, 2, 1), farIdx = idx.toDevice(otherHost);
-  EXPECT_DEATH(m.selectRows(farIdx, sub),
-               "Check failed: getDevice\\(\\) == indices.getDevice\\(\\) "
-               "selectRows: indices should on the same device");
-  const char* both =
-      "Check failed: getDevice\\(\\) == indices.getDevice\\(\\) && getDevice\\(\\) == "
-      "sub_array.getDevice\\(\\) selectRows: indices and sub_array should on the same device";
-  EXPECT_DEATH(m.unselectRows(farIdx, sub), both);
-  EXPECT_DEATH(m.unselectRows(idx, farSub), both);
+  EXPECT_DEATH(
+      m.selectRows(farIdx, sub),
+      "Check failed: getDevice\\(\\) == indices.getDevice\\(\\) selectRows: indices should on the same device");
+  EXPECT_DEATH(m.unselectRows(idx, MatrixT<float>(2, 2, otherHost)),
+               "Check failed: getDevice\\(\\) == indices.getDevice\\(\\) && getDevice\\(\\) == "
+               "sub_array.getDevice\\(\\) selectRows: indices and sub_array should on the same device");
   // A scatter never reads past the rows it is given.
-  MatrixT<float> oneRow(1, 2, kHost), narrow(2, 1, kHost);
   EXPECT_DEATH(m.unselectRows(idx, oneRow), "sub_array.getRows\\(\\) == indices.getSize\\(\\) \\(1 vs. 2\\)");
-  EXPECT_DEATH(m.unselectRows(idx, narrow), "sub_array.getCols\\(\\) == getCols\\(\\) \\(1 vs. 2\\)");
 }
 
 // ---- Text form -----------------------------------------------------------------------
@@ -295,11 +226,9 @@ TEST(MatrixText, LayoutsAndSignsInBothModes) {
 
   // The caller's stream format is left as it was.
   std::ostringstream os;
-  os.precision(4);
   real.saveToStream(os, 9);
   os << 0.5;
   EXPECT_EQ(os.str().substr(os.str().rfind('\n') + 1), "0.5");
-  EXPECT_EQ(os.precision(), 4);
 }
 
 TEST(MatrixText, SizeLineForms) {
@@ -323,13 +252,11 @@ TEST(MatrixText, SizeLineForms) {
   MatrixT<double> m;
   std::istringstream three("%%MatrixMarket matrix coordinate real general\n3 3 4\n");
   EXPECT_DEATH(m.loadFromStream(three), "invalid matrix format");
-  std::istringstream indented(" 2 2\n");
-  EXPECT_DEATH(m.loadFromStream(indented), "invalid matrix format");
 }
 
 // ---- mergeRows -----------------------------------------------------------------------
 
-TEST(MatrixMergeRows, EmptyBlocksAreSkipped) {
+TEST(MatrixMergeRows, EmptyBlocksAreSkippedAndTheRestChecked) {
   using M = MatrixT<double>;
   PartitionerT<long, int> p;
   p.createForParts(2, 3);  // parts of 1, 1, 0 rows
@@ -339,23 +266,11 @@ TEST(MatrixMergeRows, EmptyBlocksAreSkipped) {
   EXPECT_EQ(contents(merged), (std::vector<double>{1, 2, 3, 4}));
   EXPECT_EQ(M::mergeRows(p, {}).getSize(), 0);
 
-  PartitionerT<int, int> none;
-  none.createForParts(0, 2);
-  const M empty = M::mergeRows(none, {M(), M(0, 3, otherHost)});
-  EXPECT_EQ(empty.getRows(), 0);
-  EXPECT_EQ(empty.getDevice(), kHost);
-}
-
-TEST(MatrixMergeRows, Checks) {
-  using M = MatrixT<double>;
-  PartitionerT<int, int> p;
   p.createForParts(3, 2);  // parts of 2 and 1 rows
   EXPECT_DEATH(M::mergeRows(p, {M(3, 1, kHost)}), "Check failed: blk.size\\(\\) == partitioner.getNumParts\\(\\) ");
   EXPECT_DEATH(M::mergeRows(p, {M(2, 1, kHost), M(1, 2, kHost)}), "Check failed: cols == blk\\[i\\].getCols\\(\\) ");
   EXPECT_DEATH(M::mergeRows(p, {M(2, 1, kHost), M(1, 1, otherHost)}),
                "Check failed: device == blk\\[i\\].getDevice\\(\\) ");
-  EXPECT_DEATH(M::mergeRows(p, {M(2, 1, kHost), M(2, 1, kHost)}),
-               "Check failed: rows == partitioner.getGlobalSize\\(\\) ");
   // All blocks empty: the result would have 0 rows, but the global size is not 0.
   EXPECT_DEATH(M::mergeRows(p, {M(), M(0, 4, kHost)}), "Check failed: rows == partitioner.getGlobalSize\\(\\) ");
 }

