@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kernels/SpBlasOps.h"
+#include "kernels/SpBlasRowUtils.h"
 #include "kernels/spm.h"
 
 namespace velmo {
