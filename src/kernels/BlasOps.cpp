@@ -1,4 +1,6 @@
-#include "kernels/BlasOpsImpl.h"
+#include "kernels/impl/BlasOpsImpl.h"
+#include "kernels/impl/KernelTypes.h"
+#include "kernels/spm/Dispatch.h"
 
 namespace velmo {
 
@@ -80,26 +82,12 @@ void MixedBlasOps<To, From, I>::copy(const Device& dev, I n, const From* x, To* 
 
 #undef VELMO_BLAS_DISPATCH
 
-template struct BlasOps<int, int>;
-template struct BlasOps<int, long>;
-template struct BlasOps<long, int>;
-template struct BlasOps<long, long>;
-template struct BlasOps<float, int>;
-template struct BlasOps<float, long>;
-template struct BlasOps<double, int>;
-template struct BlasOps<double, long>;
-template struct BlasOps<Complex<float>, int>;
-template struct BlasOps<Complex<float>, long>;
-template struct BlasOps<Complex<double>, int>;
-template struct BlasOps<Complex<double>, long>;
+#define VELMO_INSTANTIATE(V, I) template struct BlasOps<V, I>;
+VELMO_FOR_EACH_KERNEL_TYPE(VELMO_INSTANTIATE)
+#undef VELMO_INSTANTIATE
 
-template struct MixedBlasOps<double, float, int>;
-template struct MixedBlasOps<double, float, long>;
-template struct MixedBlasOps<float, double, int>;
-template struct MixedBlasOps<float, double, long>;
-template struct MixedBlasOps<Complex<double>, Complex<float>, int>;
-template struct MixedBlasOps<Complex<double>, Complex<float>, long>;
-template struct MixedBlasOps<Complex<float>, Complex<double>, int>;
-template struct MixedBlasOps<Complex<float>, Complex<double>, long>;
+#define VELMO_INSTANTIATE(To, From, I) template struct MixedBlasOps<To, From, I>;
+VELMO_FOR_EACH_MIXED_KERNEL_TYPE(VELMO_INSTANTIATE)
+#undef VELMO_INSTANTIATE
 
 }  // namespace velmo

@@ -1,4 +1,6 @@
-#include "kernels/MatOpsImpl.h"
+#include "kernels/impl/KernelTypes.h"
+#include "kernels/impl/MatOpsImpl.h"
+#include "kernels/spm/Dispatch.h"
 
 namespace velmo {
 
@@ -29,17 +31,8 @@ void MatOps<T, I>::unselect_rows(const Device& dev, I cols, T* a, I n, const int
 
 #undef VELMO_MAT_DISPATCH
 
-template struct MatOps<int, int>;
-template struct MatOps<int, long>;
-template struct MatOps<long, int>;
-template struct MatOps<long, long>;
-template struct MatOps<float, int>;
-template struct MatOps<float, long>;
-template struct MatOps<double, int>;
-template struct MatOps<double, long>;
-template struct MatOps<Complex<float>, int>;
-template struct MatOps<Complex<float>, long>;
-template struct MatOps<Complex<double>, int>;
-template struct MatOps<Complex<double>, long>;
+#define VELMO_INSTANTIATE(V, I) template struct MatOps<V, I>;
+VELMO_FOR_EACH_KERNEL_TYPE(VELMO_INSTANTIATE)
+#undef VELMO_INSTANTIATE
 
 }  // namespace velmo

@@ -1,7 +1,8 @@
-#include "kernels/Dispatch.h"
-#include "kernels/SpBlasOpsImpl.h"
-#include "kernels/SpBlasOpsProductImpl.h"
-#include "kernels/SpBlasOpsRelaxImpl.h"
+#include "kernels/impl/KernelTypes.h"
+#include "kernels/impl/SpBlasOpsProductImpl.h"
+#include "kernels/impl/SpBlasOpsRelaxImpl.h"
+#include "kernels/impl/SpBlasOpsStructureImpl.h"
+#include "kernels/spm/Dispatch.h"
 
 // The SpBlasOps family: each member picks the space of its device and runs the body of its
 // theme (structure and extraction, products and sums, relaxation).
@@ -9,7 +10,7 @@ namespace velmo {
 
 namespace {
 template <class Value, class Index, class Space>
-using StructureImpl = SpBlasOpsImpl<Value, Index, std::decay_t<Space>>;
+using StructureImpl = SpBlasOpsStructureImpl<Value, Index, std::decay_t<Space>>;
 template <class Value, class Index, class Space>
 using ProductImpl = SpBlasOpsProductImpl<Value, Index, std::decay_t<Space>>;
 template <class Value, class Index, class Space>
@@ -207,17 +208,8 @@ void SpBlasOps<Value, Index>::par_csr_diag(const Device& dev, Index rows, Index 
 
 #undef VELMO_SPBLAS_DISPATCH
 
-template struct SpBlasOps<int, int>;
-template struct SpBlasOps<int, long>;
-template struct SpBlasOps<long, int>;
-template struct SpBlasOps<long, long>;
-template struct SpBlasOps<float, int>;
-template struct SpBlasOps<float, long>;
-template struct SpBlasOps<double, int>;
-template struct SpBlasOps<double, long>;
-template struct SpBlasOps<Complex<float>, int>;
-template struct SpBlasOps<Complex<float>, long>;
-template struct SpBlasOps<Complex<double>, int>;
-template struct SpBlasOps<Complex<double>, long>;
+#define VELMO_INSTANTIATE(V, I) template struct SpBlasOps<V, I>;
+VELMO_FOR_EACH_KERNEL_TYPE(VELMO_INSTANTIATE)
+#undef VELMO_INSTANTIATE
 
 }  // namespace velmo

@@ -8,7 +8,7 @@
 
 #include <glog/logging.h>
 
-#include "kernels/spm.h"
+#include "kernels/spm/spm.h"
 
 #ifdef VELMO_HAVE_CUDA
 #include <cuda_runtime_api.h>

@@ -4,7 +4,7 @@
 
 #include "SpBlasTestUtils.h"
 #include "SparseTestHelpers.h"
-#include "kernels/SpBlasRowUtils.h"
+#include "kernels/impl/SpBlasRowUtils.h"
 
 namespace {
 

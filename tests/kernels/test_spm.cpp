@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "TestHelpers.h"
-#include "kernels/spm.h"
+#include "kernels/spm/spm.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "ParCSRTestHelpers.h"
-#include "kernels/ColBlockLoops.h"
+#include "kernels/impl/ColBlockLoops.h"
 
 // Counts C++ heap allocations while armed, so that a test can pin a code path that must not
 // allocate.

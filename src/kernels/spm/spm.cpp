@@ -1,4 +1,4 @@
-#include "kernels/spm.h"
+#include "kernels/spm/spm.h"
 
 #ifdef VELMO_HAVE_CUDA
 #include <cuda_runtime_api.h>

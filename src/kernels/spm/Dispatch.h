@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "kernels/spm.h"
+#include "kernels/spm/spm.h"
 #include "utils/Device.h"
 
 #if defined(VELMO_HAVE_CUDA)

@@ -3,11 +3,19 @@
 #include <omp.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
 #include <vector>
 
 #include "utils/HostDevice.h"
+
+// A kernel body. The host space runs it as a plain lambda; under nvcc it is a device lambda.
+// (An extended host-device lambda would cost the host an allocation and an indirect call per
+// element.)
+#if defined(__CUDACC__)
+#define VELMO_LAMBDA [=] __device__
+#else
+#define VELMO_LAMBDA [=]
+#endif
 
 // The one place where a loop over an index range becomes work on the host or on a GPU.
 namespace spm {
@@ -139,20 +147,8 @@ void parallel_reduce(const RangePolicy<OpenMP>& policy, const Body& body, Reduce
 
 }  // namespace spm
 
+// GPU launches exist only where nvcc compiles a space's instantiation unit: a host compiler
+// that meets a GPU body finds no launch for it and stops.
 #if defined(__CUDACC__)
-#include "kernels/spm_cuda.h"
-#else
-namespace spm {
-// GPU launches exist only where nvcc compiles them (spm_cuda.h). A host compiler meets them
-// inside kernel implementations whose GPU instantiations it never emits (VELMO_KERNEL_ENTRY,
-// extern templates), so these stand-ins are never reached.
-template <class Body>
-void parallel_for(const RangePolicy<Cuda>&, const Body&) {
-  std::abort();
-}
-template <class Body, class Reducer>
-void parallel_reduce(const RangePolicy<Cuda>&, const Body&, Reducer&) {
-  std::abort();
-}
-}  // namespace spm
+#include "kernels/spm/spm_cuda.h"
 #endif

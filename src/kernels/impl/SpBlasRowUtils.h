@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <type_traits>
 
-#include "kernels/spm.h"
+#include "kernels/spm/spm.h"
 #include "utils/HostDevice.h"
 
 // Row-level helpers shared by the sparse kernels; all callable on host and device.
@@ -27,6 +27,24 @@ VELMO_HD inline void sort_row(Index* cols, Value* values, Index n) {
 }
 
 namespace detail {
+
+// `sum` plus the products a_ik x_k of one row's entries [begin, end), added in storage order.
+template <class Index, class Value>
+VELMO_HD inline Value rowDot(Index begin, Index end, const Index* col_idx, const Value* values, const Value* x,
+                             Value sum = Value(0)) {
+  for (Index k = begin; k < end; ++k) sum += values[k] * x[col_idx[k]];
+  return sum;
+}
+
+// The diagonal a sweep divides by: the row's last entry in column `row`, 1 when there is none.
+template <class Index, class Value>
+VELMO_HD inline Value rowDiagonal(Index begin, Index end, const Index* col_idx, const Value* values, Index row) {
+  Value d = Value(1);
+  for (Index k = begin; k < end; ++k) {
+    if (col_idx[k] == row) d = values[k];
+  }
+  return d;
+}
 
 // The row a sweep visits at position `pos`: forward or backward, through `order` when one is
 // given. A negative row means the position is skipped.

@@ -1,0 +1,28 @@
+#pragma once
+
+// The type combinations every kernel family is built for: one list serves the public
+// families and each execution space's instantiation unit, so the spaces cannot drift apart.
+#define VELMO_FOR_EACH_KERNEL_TYPE(X) \
+  X(int, int)                         \
+  X(int, long)                        \
+  X(long, int)                        \
+  X(long, long)                       \
+  X(float, int)                       \
+  X(float, long)                      \
+  X(double, int)                      \
+  X(double, long)                     \
+  X(Complex<float>, int)              \
+  X(Complex<float>, long)             \
+  X(Complex<double>, int)             \
+  X(Complex<double>, long)
+
+// Precision conversions: (to, from, index).
+#define VELMO_FOR_EACH_MIXED_KERNEL_TYPE(X)     \
+  X(double, float, int)                         \
+  X(double, float, long)                        \
+  X(float, double, int)                         \
+  X(float, double, long)                        \
+  X(Complex<double>, Complex<float>, int)       \
+  X(Complex<double>, Complex<float>, long)      \
+  X(Complex<float>, Complex<double>, int)       \
+  X(Complex<float>, Complex<double>, long)

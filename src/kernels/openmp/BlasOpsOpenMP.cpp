@@ -1,0 +1,15 @@
+#include "kernels/impl/BlasOpsBodies.h"
+#include "kernels/impl/KernelTypes.h"
+
+// The host instantiation of these bodies; no other unit includes them for this space.
+namespace velmo {
+
+#define VELMO_INSTANTIATE(V, I) template struct BlasOpsImpl<V, I, spm::OpenMP>;
+VELMO_FOR_EACH_KERNEL_TYPE(VELMO_INSTANTIATE)
+#undef VELMO_INSTANTIATE
+
+#define VELMO_INSTANTIATE(To, From, I) template struct MixedBlasOpsImpl<To, From, I, spm::OpenMP>;
+VELMO_FOR_EACH_MIXED_KERNEL_TYPE(VELMO_INSTANTIATE)
+#undef VELMO_INSTANTIATE
+
+}  // namespace velmo
