@@ -11,23 +11,6 @@ namespace velmo {
 
 namespace {
 
-// `block` copied onto `device`, into the arrays of `reuse` when it already has the shape. A
-// block without entries arrives as an empty matrix.
-template <class Value, class LocalIndex>
-CSRMatrixT<Value, LocalIndex> copyBlockTo(const CSRMatrixT<Value, LocalIndex>& block, const Device& device,
-                                          CSRMatrixT<Value, LocalIndex> reuse) {
-  const LocalIndex rows = block.getRows(), nnzs = block.getNnzs();
-  if (nnzs < 1) return CSRMatrixT<Value, LocalIndex>();
-  if (reuse.getRows() != rows || reuse.getCols() != block.getCols() || reuse.getNnzs() != nnzs ||
-      reuse.getDevice() != device)
-    reuse.create(rows, block.getCols(), nnzs, device);
-  Device from = block.getDevice();
-  from.rawCopyTo(sizeof(LocalIndex) * size_t(rows + 1), block.getRowPtr(), device, reuse.getRowPtr());
-  from.rawCopyTo(sizeof(LocalIndex) * size_t(nnzs), block.getColIdx(), device, reuse.getColIdx());
-  from.rawCopyTo(sizeof(Value) * size_t(nnzs), block.getValues(), device, reuse.getValues());
-  return reuse;
-}
-
 // `n` elements at `p` on `device`, readable on the host: `p` itself, or a copy in `staging`.
 template <class T>
 const T* readableOnHost(const T* p, size_t n, const Device& device, std::vector<T>& staging) {
@@ -194,7 +177,8 @@ void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::toDevice(const Device& devic
     auto old = kept.find(key);
     SpmvColBlock& copy = blocks[key];
     copy.blockId = block.blockId;
-    copy.mat = copyBlockTo(block.mat, device, old == kept.end() ? LocalMatrix() : old->second.mat);
+    if (old != kept.end()) copy.mat = old->second.mat;
+    block.mat.toDevice(device, copy.mat);
   }
   kept.swap(blocks);
 }
