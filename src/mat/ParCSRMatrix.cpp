@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "kernels/BlasOps.h"
-#include "mat/AssemblyRouting.h"
+#include "mat/Assembly.h"
 
 namespace velmo {
 
@@ -193,7 +193,7 @@ ParCSRMatrixT<Value, GlobalIndex, LocalIndex> ParCSRMatrixT<Value, GlobalIndex, 
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::beginAssemble() {
-  m_impl->assembleCoo.create(m_impl->rowPartitioner.getPartSize(comu::commRank(m_impl->comm)), m_impl->cols);
+  beginAssembly(m_impl->assembleCoo, m_impl->rowPartitioner, m_impl->cols, m_impl->comm);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
@@ -204,16 +204,16 @@ void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::setValue(GlobalIndex row, Gl
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::endAssemble() {
-  COOMatrixT<Value, LocalIndex, GlobalIndex> owned;
-  if (!routeOwnedRows(m_impl->assembleCoo, m_impl->rowPartitioner, m_impl->comm, owned)) return;
-  LOG(INFO) << "begin coo to csr";
-  LocalMatrix csr;
-  owned.toCSR(csr);
-  csr.sortRows();
-  if (csr.getDevice() != m_impl->device) csr = csr.toDevice(m_impl->device);
-  std::vector<LocalMatrix> blocks;
-  csr.splitCols(m_impl->colPartitioner, blocks);
-  setLocalMatrix(blocks);
+  endAssembly(m_impl->assembleCoo, m_impl->rowPartitioner, m_impl->comm, [this](const auto& owned) {
+    LOG(INFO) << "begin coo to csr";
+    LocalMatrix csr;
+    owned.toCSR(csr);
+    csr.sortRows();
+    if (csr.getDevice() != m_impl->device) csr = csr.toDevice(m_impl->device);
+    std::vector<LocalMatrix> blocks;
+    csr.splitCols(m_impl->colPartitioner, blocks);
+    setLocalMatrix(blocks);
+  });
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
