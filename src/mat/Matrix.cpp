@@ -50,7 +50,8 @@ template <class T, class I, class Layout>
 void MatrixT<T, I, Layout>::unselectRows(const MatrixT<int, I, Layout>& indices, const MatrixT& sub_array) {
   CHECK(getDevice() == indices.getDevice() && getDevice() == sub_array.getDevice())
       << "selectRows: indices and sub_array should on the same device";
-  CHECK_EQ(sub_array.getRows(), indices.getSize()) << "unselectRows: sub_array needs one row per index";
+  // Rows of sub_array past the indices are not read, so a longer one is accepted.
+  CHECK_GE(sub_array.getRows(), indices.getSize()) << "unselectRows: sub_array needs one row per index";
   CHECK_EQ(sub_array.getCols(), getCols()) << "unselectRows: sub_array rows must be as wide as this matrix";
   MatOps<T, I>::unselect_rows(getDevice(), getCols(), getData(), indices.getSize(), indices.getData(),
                               sub_array.getData());
