@@ -4,48 +4,13 @@
 
 #include <sstream>
 #include <string>
-#include <type_traits>
 
 #include "mat/CSRMatrix.h"
+#include "mat/MatrixMarketValue.h"
 #include "utils/Complex.h"
-#include "utils/Scalar.h"
 #include "utils/Utils.h"
 
 namespace velmo {
-
-namespace {
-
-// One value of a coordinate entry. Integer matrices are read through a double, so that the
-// scientific form the library writes reads back. The non-strict complex form is the real
-// part, then "+j" or "-j" and the imaginary part, which is negated after "-"; a real part
-// alone has no imaginary part.
-template <class Value>
-void readCoordinateValue(std::istream& in, Value& v, bool strict) {
-  if constexpr (is_complex_v<Value>) {
-    in >> v.re;
-    if (strict) {
-      in >> v.im;
-      return;
-    }
-    // A formatted read past the end would fail the stream and lose this entry.
-    v.im = 0;
-    if (in.eof() || (in >> std::ws).eof()) return;
-    const int sign = in.peek();
-    if (sign != '+' && sign != '-') return;
-    in.get();
-    in.get();  // the 'j'
-    in >> v.im;
-    if (sign == '-') v.im = -v.im;
-  } else if constexpr (std::is_integral_v<Value>) {
-    double d = 0;
-    in >> d;
-    v = Value(d);
-  } else {
-    in >> v;
-  }
-}
-
-}  // namespace
 
 template <class Value, class RowIndex, class ColIndex>
 void COOMatrixT<Value, RowIndex, ColIndex>::create(RowIndex rows, ColIndex cols) {
@@ -112,7 +77,7 @@ void COOMatrixT<Value, RowIndex, ColIndex>::loadFromStream(std::istream& in) {
     long row = 0, col = 0;
     Value v{};
     in >> row >> col;
-    readCoordinateValue(in, v, strict);
+    readMatrixMarketValue(in, v, strict, MatrixMarketFormat::Coordinate);
     // Nothing is reported on bad input; reading just stops.
     if (in.fail()) break;
     std::shared_ptr<RowMap> rowMap = getRowMap(RowIndex(row - 1));

@@ -82,35 +82,33 @@ void CSRMatrixT<Value, LocalIndex>::resizeNnz(LocalIndex nnzs, LocalIndex cols) 
 }
 
 template <class Value, class LocalIndex>
-void CSRMatrixT<Value, LocalIndex>::copyArraysTo(CSRMatrixT& out) const {
-  const CSRMatrixImpl& m = *m_impl;
-  if (m.row_ptr != nullptr) copyArray(m.device, m.row_ptr, out.getDevice(), out.getRowPtr(), long(m.rows) + 1);
-  copyArray(m.device, m.col_idx, out.getDevice(), out.getColIdx(), m.nnzs);
-  copyArray(m.device, m.values, out.getDevice(), out.getValues(), m.nnzs);
-}
-
-template <class Value, class LocalIndex>
 void CSRMatrixT<Value, LocalIndex>::deepCopy(CSRMatrixT& out) const {
-  if (out.m_impl == m_impl) return;
-  const CSRMatrixImpl& m = *m_impl;
-  if (m.nnzs == 0) {
-    out = CSRMatrixT();
-    return;
-  }
-  if (out.getRows() != m.rows || out.getCols() != m.cols || out.getNnzs() != m.nnzs ||
-      out.getDevice() != m.device) {
-    out.create(m.rows, m.cols, m.nnzs, m.device);
-  }
-  copyArraysTo(out);
+  toDevice(getDevice(), out);
 }
 
 template <class Value, class LocalIndex>
 CSRMatrixT<Value, LocalIndex> CSRMatrixT<Value, LocalIndex>::toDevice(const Device& device) const {
   CSRMatrixT out;
-  if (getNnzs() == 0) return out;
-  out.create(getRows(), getCols(), getNnzs(), device);
-  copyArraysTo(out);
+  toDevice(device, out);
   return out;
+}
+
+template <class Value, class LocalIndex>
+void CSRMatrixT<Value, LocalIndex>::toDevice(const Device& device, CSRMatrixT& out) const {
+  // Held here because `out` may be this very matrix.
+  const std::shared_ptr<CSRMatrixImpl> src = m_impl;
+  if (out.m_impl == src && device == src->device) return;
+  if (src->nnzs == 0) {
+    out = CSRMatrixT();
+    return;
+  }
+  if (out.getRows() != src->rows || out.getCols() != src->cols || out.getNnzs() != src->nnzs ||
+      out.getDevice() != device) {
+    out.create(src->rows, src->cols, src->nnzs, device);
+  }
+  if (src->row_ptr != nullptr) copyArray(src->device, src->row_ptr, device, out.getRowPtr(), long(src->rows) + 1);
+  copyArray(src->device, src->col_idx, device, out.getColIdx(), src->nnzs);
+  copyArray(src->device, src->values, device, out.getValues(), src->nnzs);
 }
 
 template <class Value, class LocalIndex>

@@ -60,9 +60,11 @@ class CSRMatrixT {
   // Structure only to complete; a positive cols replaces the column count.
   void resizeNnz(LocalIndex nnzs, LocalIndex cols);
 
-  // `out` keeps its arrays when its shape, count and device already match.
+  // toDevice to this matrix's own device.
   void deepCopy(CSRMatrixT& out) const;
-  // Always a copy, also to the current device.
+  // Always a copy, also to the current device. `out` keeps its arrays when its shape, count
+  // and device already match, and stays itself when it is this matrix on `device`.
+  void toDevice(const Device& device, CSRMatrixT& out) const;
   CSRMatrixT toDevice(const Device& device) const;
   // The same pattern with values of type V, left uninitialised.
   template <class V>
@@ -139,7 +141,6 @@ class CSRMatrixT {
   void unpackStream(comu::Stream& stream);
 
  private:
-  void copyArraysTo(CSRMatrixT& out) const;
   // Symbolic pass on a view with null entry arrays, sizing, then the numeric pass.
   template <class Pass>
   void buildTwoPass(Pass&& pass);

@@ -6,52 +6,11 @@
 
 #include "kernels/BlasOps.h"
 #include "kernels/MatOps.h"
+#include "mat/MatrixMarketValue.h"
 #include "utils/Scalar.h"
 #include "utils/Utils.h"
 
 namespace velmo {
-
-namespace {
-
-// The non-strict complex form writes the sign of the imaginary part twice, "-j" and then
-// the number with its own sign; readElement negates once more. Saving and loading a
-// negative imaginary part therefore gives it back positive, and both sides keep it so.
-template <class T>
-void writeElement(std::ostream& os, const T& v, bool strict) {
-  if constexpr (is_complex_v<T>) {
-    if (strict) {
-      os << v.re << ' ' << v.im;
-    } else {
-      os << v.re << (v.im < 0 ? "-j" : "+j") << v.im;
-    }
-  } else {
-    os << v;
-  }
-}
-
-template <class T>
-void readElement(std::istream& is, T& v, bool strict) {
-  if constexpr (is_complex_v<T>) {
-    is >> v.re;
-    if (strict) {
-      is >> v.im;
-      return;
-    }
-    int sign = is.peek();
-    if (sign != '+' && sign != '-') {
-      v.im = 0;
-      return;
-    }
-    is.get();
-    is.get();  // the 'j'
-    is >> v.im;
-    if (sign == '-') v.im = -v.im;
-  } else {
-    is >> v;
-  }
-}
-
-}  // namespace
 
 template <>
 MatrixT<int, int, MatrixLayoutRowMajor> MatrixT<int, int, MatrixLayoutRowMajor>::range(int begin, int end,
@@ -91,7 +50,8 @@ template <class T, class I, class Layout>
 void MatrixT<T, I, Layout>::unselectRows(const MatrixT<int, I, Layout>& indices, const MatrixT& sub_array) {
   CHECK(getDevice() == indices.getDevice() && getDevice() == sub_array.getDevice())
       << "selectRows: indices and sub_array should on the same device";
-  CHECK_EQ(sub_array.getRows(), indices.getSize()) << "unselectRows: sub_array needs one row per index";
+  // Rows of sub_array past the indices are not read, so a longer one is accepted.
+  CHECK_GE(sub_array.getRows(), indices.getSize()) << "unselectRows: sub_array needs one row per index";
   CHECK_EQ(sub_array.getCols(), getCols()) << "unselectRows: sub_array rows must be as wide as this matrix";
   MatOps<T, I>::unselect_rows(getDevice(), getCols(), getData(), indices.getSize(), indices.getData(),
                               sub_array.getData());
@@ -214,7 +174,7 @@ void MatrixT<T, I, Layout>::saveToStream(std::ostream& os, int precision) const 
   os << std::scientific << std::setprecision(precision);
   for (I i = 0; i < rows; ++i) {
     for (I j = 0; j < cols; ++j) {
-      writeElement(os, data[long(i) * cols + j], strict);
+      writeMatrixMarketValue(os, data[long(i) * cols + j], strict);
       os << (strict || j + 1 == cols ? '\n' : ' ');
     }
   }
@@ -246,7 +206,9 @@ void MatrixT<T, I, Layout>::loadFromStream(std::istream& is) {
   create(rows, cols, Device(0, 0));
   const bool strict = Utils::isStrictMatrixMarket();
   T* data = getData();
-  for (long k = 0, n = long(rows) * cols; k < n; ++k) readElement(is, data[k], strict);
+  for (long k = 0, n = long(rows) * cols; k < n; ++k) {
+    readMatrixMarketValue(is, data[k], strict, MatrixMarketFormat::Array);
+  }
 }
 
 template class MatrixT<int>;

@@ -101,6 +101,7 @@ class MatrixT {
   // Writes and returns true inside the matrix; returns false and writes nothing outside.
   bool setElementValue(I i, I j, const T& v);
   void selectRows(const MatrixT<int, I, Layout>& indices, MatrixT& sub) const;
+  // Row indices[k] of this matrix is overwritten with row k of sub_array: the inverse of selectRows.
   void unselectRows(const MatrixT<int, I, Layout>& indices, const MatrixT& sub_array);
 
   void fill(const T& v);

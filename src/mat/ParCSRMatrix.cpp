@@ -5,28 +5,11 @@
 #include <cstdlib>
 
 #include "kernels/BlasOps.h"
-#include "mat/AssemblyRouting.h"
+#include "mat/Assembly.h"
 
 namespace velmo {
 
 namespace {
-
-// `block` copied onto `device`, into the arrays of `reuse` when it already has the shape. A
-// block without entries arrives as an empty matrix.
-template <class Value, class LocalIndex>
-CSRMatrixT<Value, LocalIndex> copyBlockTo(const CSRMatrixT<Value, LocalIndex>& block, const Device& device,
-                                          CSRMatrixT<Value, LocalIndex> reuse) {
-  const LocalIndex rows = block.getRows(), nnzs = block.getNnzs();
-  if (nnzs < 1) return CSRMatrixT<Value, LocalIndex>();
-  if (reuse.getRows() != rows || reuse.getCols() != block.getCols() || reuse.getNnzs() != nnzs ||
-      reuse.getDevice() != device)
-    reuse.create(rows, block.getCols(), nnzs, device);
-  Device from = block.getDevice();
-  from.rawCopyTo(sizeof(LocalIndex) * size_t(rows + 1), block.getRowPtr(), device, reuse.getRowPtr());
-  from.rawCopyTo(sizeof(LocalIndex) * size_t(nnzs), block.getColIdx(), device, reuse.getColIdx());
-  from.rawCopyTo(sizeof(Value) * size_t(nnzs), block.getValues(), device, reuse.getValues());
-  return reuse;
-}
 
 // `n` elements at `p` on `device`, readable on the host: `p` itself, or a copy in `staging`.
 template <class T>
@@ -194,7 +177,8 @@ void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::toDevice(const Device& devic
     auto old = kept.find(key);
     SpmvColBlock& copy = blocks[key];
     copy.blockId = block.blockId;
-    copy.mat = copyBlockTo(block.mat, device, old == kept.end() ? LocalMatrix() : old->second.mat);
+    if (old != kept.end()) copy.mat = old->second.mat;
+    block.mat.toDevice(device, copy.mat);
   }
   kept.swap(blocks);
 }
@@ -209,7 +193,7 @@ ParCSRMatrixT<Value, GlobalIndex, LocalIndex> ParCSRMatrixT<Value, GlobalIndex, 
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::beginAssemble() {
-  m_impl->assembleCoo.create(m_impl->rowPartitioner.getPartSize(comu::commRank(m_impl->comm)), m_impl->cols);
+  beginAssembly(m_impl->assembleCoo, m_impl->rowPartitioner, m_impl->cols, m_impl->comm);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
@@ -220,16 +204,16 @@ void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::setValue(GlobalIndex row, Gl
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::endAssemble() {
-  COOMatrixT<Value, LocalIndex, GlobalIndex> owned;
-  if (!routeOwnedRows(m_impl->assembleCoo, m_impl->rowPartitioner, m_impl->comm, owned)) return;
-  LOG(INFO) << "begin coo to csr";
-  LocalMatrix csr;
-  owned.toCSR(csr);
-  csr.sortRows();
-  if (csr.getDevice() != m_impl->device) csr = csr.toDevice(m_impl->device);
-  std::vector<LocalMatrix> blocks;
-  csr.splitCols(m_impl->colPartitioner, blocks);
-  setLocalMatrix(blocks);
+  endAssembly(m_impl->assembleCoo, m_impl->rowPartitioner, m_impl->comm, [this](const auto& owned) {
+    LOG(INFO) << "begin coo to csr";
+    LocalMatrix csr;
+    owned.toCSR(csr);
+    csr.sortRows();
+    if (csr.getDevice() != m_impl->device) csr = csr.toDevice(m_impl->device);
+    std::vector<LocalMatrix> blocks;
+    csr.splitCols(m_impl->colPartitioner, blocks);
+    setLocalMatrix(blocks);
+  });
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

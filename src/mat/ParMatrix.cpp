@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "kernels/BlasOps.h"
-#include "mat/AssemblyRouting.h"
+#include "mat/Assembly.h"
 #include "operators/ParOperator.h"
 
 namespace velmo {
@@ -24,7 +24,7 @@ void ParMatrixT<Value, GlobalIndex, LocalIndex>::create(GlobalIndex rows, Global
     impl->colPartitioner.create(cols, comm);
     impl->localMat.create(impl->rowPartitioner.getPartSize(comu::commRank(comm)), LocalIndex(cols), device);
     // Ready for setValue without beginAssemble.
-    impl->assembleCoo.create(impl->localMat.getRows(), cols);
+    beginAssembly(impl->assembleCoo, impl->rowPartitioner, cols, comm);
   }
   m_impl = std::move(impl);
 }
@@ -99,7 +99,7 @@ Value ParMatrixT<Value, GlobalIndex, LocalIndex>::getElementValue(GlobalIndex ro
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParMatrixT<Value, GlobalIndex, LocalIndex>::beginAssemble() {
-  m_impl->assembleCoo.create(m_impl->rowPartitioner.getPartSize(comu::commRank(m_impl->comm)), m_impl->cols);
+  beginAssembly(m_impl->assembleCoo, m_impl->rowPartitioner, m_impl->cols, m_impl->comm);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
@@ -110,16 +110,16 @@ void ParMatrixT<Value, GlobalIndex, LocalIndex>::setValue(GlobalIndex row, Globa
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParMatrixT<Value, GlobalIndex, LocalIndex>::endAssemble() {
-  COOMatrixT<Value, LocalIndex, GlobalIndex> owned;
-  if (!routeOwnedRows(m_impl->assembleCoo, m_impl->rowPartitioner, m_impl->comm, owned)) return;
-  // Built on the host, where entries cost no transfer each; a column outside the matrix is
-  // dropped.
-  LocalMatrix dense(owned.getRows(), LocalIndex(owned.getCols()), Device(0, 0));
-  dense.fill(Value(0));
-  for (LocalIndex i = 0; i < owned.getRows(); ++i) {
-    for (const auto& [col, v] : owned.getRowMap(i)->entries) dense.setElementValue(i, LocalIndex(col), v);
-  }
-  m_impl->localMat = dense.toDevice(m_impl->device);
+  endAssembly(m_impl->assembleCoo, m_impl->rowPartitioner, m_impl->comm, [this](const auto& owned) {
+    // Built on the host, where entries cost no transfer each; a column outside the matrix is
+    // dropped.
+    LocalMatrix dense(owned.getRows(), LocalIndex(owned.getCols()), Device(0, 0));
+    dense.fill(Value(0));
+    for (LocalIndex i = 0; i < owned.getRows(); ++i) {
+      for (const auto& [col, v] : owned.getRowMap(i)->entries) dense.setElementValue(i, LocalIndex(col), v);
+    }
+    m_impl->localMat = dense.toDevice(m_impl->device);
+  });
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

@@ -96,12 +96,13 @@ void checkOperations(const Device& d) {
   EXPECT_TRUE(m.setElementValue(12, 1, make<T>(9, -9)));
   EXPECT_EQ(m.getElementValue(12, 1), make<T>(9, -9));
 
-  // Rows picked backwards, one twice; the inverse scatter writes the given rows and only those.
+  // Rows picked backwards, one twice; the inverse scatter writes the given rows and only those,
+  // and reads no row of a longer sub-array past the indices.
   MatrixT<T> sub(1, 1, d);
   m.selectRows(denseOf<int>({36, 0, 36}, 3, 1, d), sub);
   EXPECT_EQ(contents(sub), (std::vector<T>{X[72], X[73], X[0], X[1], X[72], X[73]}));
   MatrixT<T> target = denseOf(std::vector<T>(n, make<T>(100)), rows, cols, d);
-  target.unselectRows(denseOf<int>({2, 0}, 2, 1, d), denseOf(std::vector<T>(X.begin(), X.begin() + 4), 2, cols, d));
+  target.unselectRows(denseOf<int>({2, 0}, 2, 1, d), denseOf(std::vector<T>(X.begin(), X.begin() + 6), 3, cols, d));
   std::vector<T> expected(n, make<T>(100));
   expected[4] = X[0], expected[5] = X[1], expected[0] = X[2], expected[1] = X[3];
   EXPECT_EQ(contents(target), expected);
@@ -197,7 +198,7 @@ TEST(MatrixChecks, DeviceAndShapeTexts) {
                "Check failed: getDevice\\(\\) == indices.getDevice\\(\\) && getDevice\\(\\) == "
                "sub_array.getDevice\\(\\) selectRows: indices and sub_array should on the same device");
   // A scatter never reads past the rows it is given.
-  EXPECT_DEATH(m.unselectRows(idx, oneRow), "sub_array.getRows\\(\\) == indices.getSize\\(\\) \\(1 vs. 2\\)");
+  EXPECT_DEATH(m.unselectRows(idx, oneRow), "sub_array.getRows\\(\\) >= indices.getSize\\(\\) \\(1 vs. 2\\)");
 }
 
 // ---- Text form -----------------------------------------------------------------------
