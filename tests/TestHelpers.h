@@ -61,6 +61,9 @@ inline bool haveGpu() { return Device::getAllDevices().size() > 1; }
 #define VELMO_REQUIRE_GPU() \
   if (!::velmo::test::haveGpu()) GTEST_SKIP() << "no GPU present"
 inline const Device kGpu(1, 0);
+// Several 512-thread blocks with a ragged last one; a reduction over it gives unequal chunks
+// to its 256 partials.
+constexpr int kGpuSize = 3 * 512 + 37;
 
 // Sets an environment variable, or clears it for a null value; the old state returns at the
 // end of the scope.

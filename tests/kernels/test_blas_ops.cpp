@@ -2,7 +2,7 @@
 #include <limits>
 #include <vector>
 
-#include "TestHelpers.h"
+#include "SparseTestHelpers.h"
 #include "kernels/BlasOps.h"
 
 namespace {
@@ -93,6 +93,23 @@ TYPED_TEST(BlasOpsTyped, PowAndNonzeroIndices) {
   EXPECT_EQ(count, is_complex_v<T> ? 3 : 2);
   Ops::get_nonzero_indices(kHost, 5, y.data(), idx.data(), &count);
   EXPECT_EQ(idx, is_complex_v<T> ? (std::vector<long>{1, 3, 4, -1, -1}) : (std::vector<long>{1, 4, -1, -1, -1}));
+}
+
+// The device launches against the host oracle; sample values keep every sum exact.
+TYPED_TEST(BlasOpsTyped, GpuMatchesTheHostAcrossBlocks) {
+  VELMO_REQUIRE_GPU();
+  using T = TypeParam;
+  using Ops = BlasOps<T, int>;
+  const int n = kGpuSize;
+  const auto x = sample<T>(n, 1);
+  auto y = sample<T>(n, 2);
+  MatrixT<T> gx = denseOf(x, n, 1, kGpu), gy = denseOf(y, n, 1, kGpu);
+  Ops::axpby(kHost, n, make<T>(2, 1), x.data(), make<T>(-3), y.data());
+  Ops::axpby(kGpu, n, make<T>(2, 1), gx.getData(), make<T>(-3), gy.getData());
+  EXPECT_EQ(contents(gy), y);
+  EXPECT_EQ(Ops::dot(kGpu, n, gx.getData(), gy.getData()), Ops::dot(kHost, n, x.data(), y.data()));
+  EXPECT_EQ(Ops::abs_sum(kGpu, n, gy.getData(), RealOf<T>(2)), Ops::abs_sum(kHost, n, y.data(), RealOf<T>(2)));
+  EXPECT_EQ(Ops::abs_max(kGpu, n, gy.getData()), Ops::abs_max(kHost, n, y.data()));
 }
 
 TEST(BlasOps, OddCases) {

@@ -5,7 +5,7 @@
 #include "SparseTestHelpers.h"
 
 // The host path is the oracle: each device result is compared with the same call on the host,
-// on sizes well above a warp. Values are small integers, so products agree exactly; relaxation
+// over several launch blocks. Values are small integers, so products agree exactly; relaxation
 // divides and is compared within a tolerance. Sparse products and sums are compared through
 // CSRMatrixT.
 namespace {
@@ -57,7 +57,7 @@ TYPED_TEST(SpBlasGpu, MatchesHost) {
   using R = RealOf<V>;
   using Ops = SpBlasOps<V, I>;
   using Raw = COT_CSRRawMat<V, I>;
-  const I n = 300;
+  const I n = kGpuSize;
   auto A = randomCsr<V, I>(n, n, 0.02, 101), B = randomCsr<V, I>(n, 50, 0.05, 102);
   DeviceCsr<V, I> dA(A), dB(B);
   auto x = sample<V>(n, 104), y = sample<V>(n, 105);

@@ -76,6 +76,9 @@ TYPED_TEST(SpBlasRelax, SorSweeps) {
   EXPECT_EQ(sweep(vec<V>({1, 1, 1}), 1, false, nullptr), vec<V>({1.125, 1.75, 4}));
   // omega = 1 drops the old value: a different start in x[i] alone changes nothing.
   EXPECT_EQ(sweep(vec<V>({7, 1, 1}), 1, true, nullptr), vec<V>({1.5, 2.375, 1.25}));
+  // Over-relaxed, (1 - omega) = -0.5 of the old value stays, in either direction.
+  EXPECT_EQ(sweep(vec<V>({2, -1, 3}), 1.5, true, nullptr), vec<V>({2.75, 2.84375, -1.03125}));
+  EXPECT_EQ(sweep(vec<V>({2, -1, 3}), 1.5, false, nullptr), vec<V>({1.765625, 0.3125, 10.5}));
   // Negative entries of the order skip their positions.
   std::vector<I> order{2, -1, 0};
   EXPECT_EQ(sweep(vec<V>({1, 1, 1}), 1, true, order.data()), vec<V>({1.5, 1, 4}));

@@ -1,3 +1,4 @@
+#include <tuple>
 #include <vector>
 
 #include "SparseTestHelpers.h"
@@ -62,6 +63,14 @@ TEST(CSRMatrix, CopiesAreIndependent) {
   m.deepCopy(copy);
   EXPECT_EQ(copy.getValues(), values);
   EXPECT_EQ(toDense(copy), toDense(m));
+  // A target that differs in any one count is made anew in the source's shape.
+  for (Csr<double> target : {makeCsr<double>(3, 3, {0, 1, 2, 3}, {0, 1, 2}, {7, 8, 9}),
+                             makeCsr<double>(2, 5, {0, 2, 3}, {4, 0, 1}, {7, 8, 9}),
+                             makeCsr<double>(2, 3, {0, 1, 1}, {0}, {7})}) {
+    m.deepCopy(target);
+    EXPECT_EQ(std::make_tuple(target.getRows(), target.getCols(), toDense(target)),
+              std::make_tuple(2, 3, toDense(m)));
+  }
   // toDevice copies even to the current device.
   EXPECT_NE(m.toDevice(kHost).getValues(), m.getValues());
 
