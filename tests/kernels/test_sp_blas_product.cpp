@@ -2,8 +2,8 @@
 #include <climits>
 #include <vector>
 
-#include "SpBlasTestUtils.h"
 #include "SparseTestHelpers.h"
+#include "kernels/SpBlasOps.h"
 #include "kernels/SpBlasRowUtils.h"
 
 namespace {
@@ -13,7 +13,7 @@ using namespace velmo::test;
 
 template <class P>
 class SpBlasProduct : public ::testing::Test {};
-TYPED_TEST_SUITE(SpBlasProduct, SpValueIndexTypes);
+TYPED_TEST_SUITE(SpBlasProduct, AllTypes);
 
 template <class V, class I>
 HostCsr<V, I> matmul(HostCsr<V, I>& A, HostCsr<V, I>& B) {
