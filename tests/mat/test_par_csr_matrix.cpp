@@ -94,19 +94,6 @@ TEST(ParCSRMatrix, RawViewsDescribeEveryBlock) {
   EXPECT_EQ(views.getData()[0].x_values, x.getLocalMatrix().getData());
 }
 
-// Only the default constructor reads the environment; strtol decides.
-TEST(ParCSRMatrix, UseRecvEventFromEnvironment) {
-  ScopedEnv env("USE_RECV_EVENT", nullptr);
-  EXPECT_TRUE(Matrix().getUseRecvEvent());
-  env.set("abc");
-  EXPECT_FALSE(Matrix().getUseRecvEvent());
-  env.set("0");
-  Matrix A;
-  EXPECT_FALSE(A.getUseRecvEvent());
-  A.create(3, 3, kHost);
-  EXPECT_TRUE(A.getUseRecvEvent());
-}
-
 TEST(ParCSRMatrix, CopiesAliasOnTheSameDeviceAndDuplicateOtherwise) {
   const HostCsr<double> h(3, 3, {0, 2, 3, 4}, {2, 0, 1, 2}, {1, 2, 3, 4});
   Matrix A;

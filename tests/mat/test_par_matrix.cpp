@@ -10,8 +10,6 @@ namespace {
 using namespace velmo;
 using namespace velmo::test;
 
-constexpr int kOtherComm = 0x44000000;
-
 template <class V>
 using Par = ParMatrixT<V, long, int>;
 
@@ -64,12 +62,12 @@ TYPED_TEST(ParMatrixTyped, ResizeAndCopies) {
   const auto before = m.getLocalMatrix();
   m.resize(3, 1, kHost, comu::kCommSelf);
   EXPECT_TRUE(m.getLocalMatrix().sharesStorageWith(before));
-  m.resize(3, 1, kHost, kOtherComm);
+  m.resize(3, 1, kHost, comu::kCommWorld);
   EXPECT_FALSE(m.getLocalMatrix().sharesStorageWith(before));
 
   // Matching shape: the target keeps its storage and gets a private copy.
   auto x = parVector<V>({make<V>(1), make<V>(2, -1), make<V>(3)});
-  M out(3, kHost), other(5, 2, kHost, kOtherComm);
+  M out(3, kHost), other(5, 2, kHost, comu::kCommWorld);
   const auto storage = out.getLocalMatrix();
   x.deepCopy(out);
   EXPECT_TRUE(out.getLocalMatrix().sharesStorageWith(storage));
@@ -94,10 +92,10 @@ TYPED_TEST(ParMatrixTyped, RealImaginaryPartsAndResidual) {
   EXPECT_EQ(contents(im.getLocalMatrix()), is_complex_v<V> ? (std::vector<R>{2, -4}) : (std::vector<R>{0, 0}));
   EXPECT_EQ(valuesOf(M::createComplex(re, im)), valuesOf(x));
   // The shape comes from im when re is empty; the missing real part is zero.
-  RM imOnly(2, 1, kHost, kOtherComm);
+  RM imOnly(2, 1, kHost, comu::kCommWorld);
   imOnly.fill(R(5));
   const M fromIm = M::createComplex(RM(), imOnly);
-  EXPECT_EQ(fromIm.getComm(), kOtherComm);
+  EXPECT_EQ(fromIm.getComm(), comu::kCommWorld);
   EXPECT_EQ(valuesOf(fromIm), (std::vector<V>(2, make<V>(0, 5))));
 
   ParCSRMatrixT<V, long, int> A;
