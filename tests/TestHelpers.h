@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "mat/ParMatrix.h"
 #include "utils/Complex.h"
 #include "utils/Device.h"
 #include "utils/Scalar.h"
@@ -15,10 +17,24 @@
 namespace velmo::test {
 
 inline const Device kHost(0, 0);
+inline const Device kGpu(1, 0);
+// Several 512-thread blocks with a ragged last one; a reduction over it gives unequal chunks
+// to its 256 partials.
+constexpr int kGpuSize = 3 * 512 + 37;
 
-// One integer, one real and one complex type: enough where the code path does not depend on
-// the width of the type.
-using CoreTypes = ::testing::Types<int, double, Complex<float>>;
+#define VELMO_REQUIRE_GPU() \
+  if (::velmo::Device::getAllDevices().size() < 2) GTEST_SKIP() << "no GPU present"
+
+// A value type and an index type for the typed suites. The code paths differ between integer,
+// real and complex values and between the two index widths; the floating types are for the
+// methods that divide.
+template <class V, class I>
+struct Types {
+  using Value = V;
+  using Index = I;
+};
+using AllTypes = ::testing::Types<Types<int, long>, Types<double, int>, Types<Complex<float>, long>>;
+using FloatTypes = ::testing::Types<Types<double, long>, Types<Complex<float>, int>>;
 
 // A value of any scalar type; the imaginary part is dropped for a real type.
 template <class T>
@@ -41,26 +57,53 @@ std::vector<T> sample(int n, int seed) {
 
 // A small multiple of the type's epsilon, scaled by the magnitude compared.
 template <class T>
-double tolerance(double scale = 1.0) {
+void expectNear(const T& expected, const T& actual, double scale = 1.0) {
   using R = RealOf<T>;
-  if constexpr (std::is_integral_v<R>) {
-    return 0.0;
-  } else {
-    return 64.0 * double(std::numeric_limits<R>::epsilon()) * (scale < 1.0 ? 1.0 : scale);
-  }
+  const double tolerance =
+      std::is_integral_v<R> ? 0.0 : 64.0 * double(std::numeric_limits<R>::epsilon()) * std::max(scale, 1.0);
+  EXPECT_LE(double(absValue(expected - actual)), tolerance) << "expected " << expected << " got " << actual;
 }
 
 template <class T>
-void expectNear(const T& expected, const T& actual, double scale = 1.0) {
-  double err = double(absValue(expected - actual));
-  EXPECT_LE(err, tolerance<T>(scale)) << "expected " << expected << " got " << actual;
+void expectAllNear(const std::vector<T>& expected, const std::vector<T>& actual, double scale = 16) {
+  ASSERT_EQ(expected.size(), actual.size());
+  for (size_t k = 0; k < expected.size(); ++k) expectNear(expected[k], actual[k], scale);
 }
 
-// The first GPU, or skip the test where the machine has none.
-inline bool haveGpu() { return Device::getAllDevices().size() > 1; }
-#define VELMO_REQUIRE_GPU() \
-  if (!::velmo::test::haveGpu()) GTEST_SKIP() << "no GPU present"
-inline const Device kGpu(1, 0);
+// A dense matrix holding `values` row by row.
+template <class T>
+MatrixT<T> denseOf(const std::vector<T>& values, int rows, int cols = 1, const Device& device = kHost) {
+  MatrixT<T> m(rows, cols, kHost);
+  std::copy(values.begin(), values.end(), m.getData());
+  return m.toDevice(device);
+}
+
+// The elements of a dense matrix on any device, in storage order.
+template <class T>
+std::vector<T> contents(const MatrixT<T>& m) {
+  const MatrixT<T> h = m.toDevice(kHost);
+  return {h.getData(), h.getData() + h.getSize()};
+}
+
+// A distributed host matrix of `cols` columns holding `values` row by row.
+template <class V, class G>
+ParMatrixT<V, G, int> parDense(G rows, G cols, const std::vector<V>& values, int comm = comu::kCommSelf) {
+  ParMatrixT<V, G, int> m(rows, cols, kHost, comm);
+  std::copy(values.begin(), values.end(), m.getLocalMatrix().getData());
+  return m;
+}
+
+template <class V, class G = long>
+ParMatrixT<V, G, int> parVector(const std::vector<V>& values) {
+  return parDense<V, G>(G(values.size()), 1, values);
+}
+
+template <class G>
+PartitionerT<G, int> partsOf(G globalSize, int parts) {
+  PartitionerT<G, int> p;
+  p.createForParts(globalSize, parts);
+  return p;
+}
 
 // Sets an environment variable, or clears it for a null value; the old state returns at the
 // end of the scope.

@@ -1,10 +1,8 @@
 #include <algorithm>
-#include <climits>
 #include <vector>
 
-#include "SpBlasTestUtils.h"
 #include "SparseTestHelpers.h"
-#include "kernels/impl/SpBlasRowUtils.h"
+#include "kernels/SpBlasOps.h"
 
 namespace {
 
@@ -13,7 +11,7 @@ using namespace velmo::test;
 
 template <class P>
 class SpBlasProduct : public ::testing::Test {};
-TYPED_TEST_SUITE(SpBlasProduct, SpValueIndexTypes);
+TYPED_TEST_SUITE(SpBlasProduct, AllTypes);
 
 template <class V, class I>
 HostCsr<V, I> matmul(HostCsr<V, I>& A, HostCsr<V, I>& B) {
@@ -138,15 +136,6 @@ TYPED_TEST(SpBlasProduct, SumsKeepRepeatsAndCancelledZeros) {
   auto S = mataddVec<V, I>({&A, &B});
   EXPECT_EQ(S.col, (std::vector<I>{1, 0}));
   EXPECT_EQ(S.val, (std::vector<V>{make<V>(10), make<V>(2)}));
-}
-
-// The home slot mixes in the signed width of the index type, so the two types disagree.
-TEST(SpBlasProduct, HashHomePerIndexWidth) {
-  EXPECT_EQ(detail::hashHome<int>(1, INT_MAX), 227964015ull);
-  EXPECT_EQ(detail::hashHome<long>(1, LONG_MAX), 7340060871154608311ull);
-  EXPECT_EQ(detail::hashHome<int>(-3, INT_MAX), 821347078ull);
-  EXPECT_EQ(detail::hashHome<int>(1, 7), 6ull);
-  EXPECT_EQ(detail::hashHome<long>(1, 7), 1ull);
 }
 
 TYPED_TEST(SpBlasProduct, SortTransposeAndScale) {

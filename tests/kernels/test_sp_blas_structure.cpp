@@ -2,7 +2,8 @@
 #include <limits>
 #include <vector>
 
-#include "SpBlasTestUtils.h"
+#include "SparseTestHelpers.h"
+#include "kernels/SpBlasOps.h"
 
 namespace {
 
@@ -11,7 +12,7 @@ using namespace velmo::test;
 
 template <class P>
 class SpBlasStructure : public ::testing::Test {};
-TYPED_TEST_SUITE(SpBlasStructure, SpValueIndexTypes);
+TYPED_TEST_SUITE(SpBlasStructure, AllTypes);
 
 TYPED_TEST(SpBlasStructure, ProductsAndDenseCopy) {
   using V = typename TypeParam::Value;

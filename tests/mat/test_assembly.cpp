@@ -5,7 +5,8 @@
 #include <vector>
 
 #include "LogCapture.h"
-#include "ParCSRTestHelpers.h"
+#include "SparseTestHelpers.h"
+#include "mat/ParCSRMatrix.h"
 
 namespace {
 
@@ -14,13 +15,13 @@ using namespace velmo::test;
 
 template <class P>
 class Assembly : public ::testing::Test {};
-TYPED_TEST_SUITE(Assembly, ParTypeList);
+TYPED_TEST_SUITE(Assembly, AllTypes);
 
 TYPED_TEST(Assembly, ModesResolveRepeatsAndRowsComeOutSorted) {
   using V = typename TypeParam::Value;
-  using G = typename TypeParam::GlobalIndex;
+  using G = typename TypeParam::Index;
   const V a = make<V>(2, 1), b = make<V>(-5, 3), c = make<V>(7);
-  typename TypeParam::Matrix A;
+  ParCSRMatrixT<V, G, int> A;
   A.create(G(5), G(6), kHost);
   A.beginAssemble();
   // Mode 0 overwrites, mode 1 adds; columns arrive descending and mixed.
@@ -35,11 +36,10 @@ TYPED_TEST(Assembly, ModesResolveRepeatsAndRowsComeOutSorted) {
   A.setValue(4, 0, c, 2);  // an unknown mode stores nothing, but the row exists
   A.endAssemble();
 
-  const CSRMatrixT<V, int> local = A.getLocalMatrix();
-  EXPECT_EQ(rowPtrOf(local), (std::vector<int>{0, 2, 3, 9, 10, 10}));
-  EXPECT_EQ(colIdxOf(local), (std::vector<int>{1, 4, 2, 0, 1, 2, 3, 4, 5, 3}));
-  EXPECT_EQ(valuesOf(local), (std::vector<V>{a + b, b, c, make<V>(10), make<V>(11), make<V>(12), make<V>(13),
-                                             make<V>(14), make<V>(15), b}));
+  const HostCsr<V> expected(5, 6, {0, 2, 3, 9, 10, 10}, {1, 4, 2, 0, 1, 2, 3, 4, 5, 3},
+                            {a + b, b, c, make<V>(10), make<V>(11), make<V>(12), make<V>(13), make<V>(14),
+                             make<V>(15), b});
+  EXPECT_EQ(hostOf(A.getLocalMatrix()).arrays(), expected.arrays());
   std::map<G, G> rowLengths;
   A.traversal([&](G row, G n) { return rowLengths.emplace(row, n).second; }, {});
   EXPECT_EQ(rowLengths, (std::map<G, G>{{0, 2}, {1, 1}, {2, 6}, {3, 1}, {4, 0}}));
@@ -47,9 +47,9 @@ TYPED_TEST(Assembly, ModesResolveRepeatsAndRowsComeOutSorted) {
 
 TYPED_TEST(Assembly, ColumnsAreCutIntoBlocksAndTraversalWalksTheBuffer) {
   using V = typename TypeParam::Value;
-  using G = typename TypeParam::GlobalIndex;
+  using G = typename TypeParam::Index;
   const V a = make<V>(1, 2), b = make<V>(-3), c = make<V>(6, -1), o = V(0);
-  typename TypeParam::Matrix A;
+  ParCSRMatrixT<V, G, int> A;
   A.create(partsOf<G>(3, 1), partsOf<G>(3, 2), {}, kHost);  // column parts {0, 1} and {2}
   A.beginAssemble();
   A.setValue(0, 1, a, 0);
@@ -57,7 +57,7 @@ TYPED_TEST(Assembly, ColumnsAreCutIntoBlocksAndTraversalWalksTheBuffer) {
   A.setValue(2, 2, c, 0);
   A.endAssemble();
   EXPECT_EQ(A.getLocalMatrix(0).getNnzs(), 2);
-  EXPECT_EQ(colIdxOf(A.getLocalMatrix(1)), std::vector<int>{0});
+  EXPECT_EQ(hostOf(A.getLocalMatrix(1)).col, std::vector<int>{0});
   EXPECT_EQ(A.getElementValue(2, 2), c);
   // Element access changes stored entries only, and never inserts.
   EXPECT_TRUE(A.setElementValue(2, 2, b));
@@ -123,13 +123,11 @@ CSRMatrixT<V, int> assembleConcurrently(int n, int threads) {
 
 TYPED_TEST(Assembly, ManyThreadsGiveTheSameMatrixAsOne) {
   using V = typename TypeParam::Value;
-  using Matrix = typename TypeParam::Matrix;
+  using Matrix = ParCSRMatrixT<V, typename TypeParam::Index, int>;
   const int n = 37;
   const auto expected = assembleConcurrently<Matrix, V>(n, 1), actual = assembleConcurrently<Matrix, V>(n, 8);
   EXPECT_EQ(actual.getNnzs(), 4 * n);
-  EXPECT_EQ(rowPtrOf(actual), rowPtrOf(expected));
-  EXPECT_EQ(colIdxOf(actual), colIdxOf(expected));
-  EXPECT_EQ(valuesOf(actual), valuesOf(expected));
+  EXPECT_EQ(hostOf(actual).arrays(), hostOf(expected).arrays());
 }
 
 TEST(AssemblyFromLocal, CreateByAssembleTakesGlobalRows) {
@@ -137,12 +135,9 @@ TEST(AssemblyFromLocal, CreateByAssembleTakesGlobalRows) {
   const C a(1, 1), b(2), c(3, -2), d(4);
   // Rows given in descending column order come out sorted.
   ParCSRMatrixT<C, int, int> A;
-  A.createByAssemble(makeCsr<C>(3, 4, {0, 2, 2, 4}, {3, 0, 2, 1}, {a, b, c, d}), comu::kCommWorld);
+  A.createByAssemble(makeCsr<C>({3, 4, {0, 2, 2, 4}, {3, 0, 2, 1}, {a, b, c, d}}), comu::kCommWorld);
   EXPECT_EQ(A.getComm(), comu::kCommWorld);
-  const CSRMatrixT<C, int> local = A.getLocalMatrix();
-  EXPECT_EQ(rowPtrOf(local), (std::vector<int>{0, 2, 2, 4}));
-  EXPECT_EQ(colIdxOf(local), (std::vector<int>{0, 3, 1, 2}));
-  EXPECT_EQ(valuesOf(local), (std::vector<C>{b, a, d, c}));
+  EXPECT_EQ(hostOf(A.getLocalMatrix()).arrays(), HostCsr<C>(3, 4, {0, 2, 2, 4}, {0, 3, 1, 2}, {b, a, d, c}).arrays());
 
   const std::vector<C> values{a, C(0), b, c, C(0), d};
   ParMatrixT<C, int, int> m;
@@ -153,10 +148,10 @@ TEST(AssemblyFromLocal, CreateByAssembleTakesGlobalRows) {
 
 TYPED_TEST(Assembly, DenseFormByRowAndColumn) {
   using V = typename TypeParam::Value;
-  using G = typename TypeParam::GlobalIndex;
+  using G = typename TypeParam::Index;
   const V a = make<V>(1, -1), b = make<V>(5), c = make<V>(-2), o = V(0);
   // Needs no beginAssemble after create.
-  typename TypeParam::Vector v(G(4), kHost);
+  ParMatrixT<V, G, int> v(G(4), kHost);
   v.setValue(1, a, 1);
   v.setValue(1, b, 1);
   v.setValue(3, a, 1);
@@ -165,7 +160,7 @@ TYPED_TEST(Assembly, DenseFormByRowAndColumn) {
   EXPECT_EQ(contents(v.getLocalMatrix()), (std::vector<V>{o, a + b, o, c}));
 
   // After a create from partitioners the buffer has to be begun first.
-  typename TypeParam::Vector w;
+  ParMatrixT<V, G, int> w;
   w.create(partsOf<G>(3, 1), partsOf<G>(2, 1), kHost);
   w.beginAssemble();
   w.setValue(2, 1, a, 0);

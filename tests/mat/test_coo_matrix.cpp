@@ -67,7 +67,7 @@ TEST(MatrixMarketCoordinate, NothingToRead) {
   COOMatrixT<double, int, int> coo;
   coo.loadFromStream(comments);
   EXPECT_EQ(coo.getRows(), 0);
-  auto target = makeCsr<double>(1, 1, {0, 1}, {0}, {9.0});
+  auto target = makeCsr<double>({1, 1, {0, 1}, {0}, {9}});
   coo.toCSR(target);
   EXPECT_EQ(target.getNnzs(), 1);
   // A stream already failed is not read at all.
@@ -107,7 +107,7 @@ TEST(COOMatrix, SplitRowsSharesRowsUnderLocalNumbers) {
   // Columns stay global until the conversion narrows them.
   CSRMatrixT<double, int> local;
   parts[0].toCSR(local);
-  EXPECT_EQ(colIdxOf(local), (std::vector<int>{7, 2}));
+  EXPECT_EQ(hostOf(local).col, (std::vector<int>{7, 2}));
 }
 
 }  // namespace

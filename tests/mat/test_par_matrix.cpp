@@ -2,35 +2,29 @@
 #include <utility>
 #include <vector>
 
-#include "ParCSRTestHelpers.h"
+#include "SparseTestHelpers.h"
+#include "mat/ParCSRMatrix.h"
 
 namespace {
 
 using namespace velmo;
 using namespace velmo::test;
 
-constexpr int kOtherComm = 0x44000000;
-
 template <class V>
 using Par = ParMatrixT<V, long, int>;
-
-template <class V>
-Par<V> vectorOf(const std::vector<V>& values) {
-  return parDense<V, long>(long(values.size()), 1, values);
-}
 
 template <class V>
 std::vector<V> valuesOf(const Par<V>& m) {
   return contents(m.getLocalMatrix());
 }
 
-template <class T>
+template <class P>
 class ParMatrixTyped : public ::testing::Test {};
-TYPED_TEST_SUITE(ParMatrixTyped, CoreTypes);
+TYPED_TEST_SUITE(ParMatrixTyped, AllTypes);
 
 // Element access itself is pinned on MatrixT; here only what the distributed form adds.
 TYPED_TEST(ParMatrixTyped, SharedLocalMatrixAndOwnedRows) {
-  using V = TypeParam;
+  using V = typename TypeParam::Value;
   MatrixT<V> local(3, 2, kHost);
   Par<V> m;
   m.createSeq(local);
@@ -41,18 +35,18 @@ TYPED_TEST(ParMatrixTyped, SharedLocalMatrixAndOwnedRows) {
 }
 
 TYPED_TEST(ParMatrixTyped, NormsAndReductions) {
-  using V = TypeParam;
+  using V = typename TypeParam::Value;
   using M = Par<V>;
-  auto x = vectorOf<V>({make<V>(3), make<V>(-4)});
+  auto x = parVector<V>({make<V>(3), make<V>(-4)});
   // The 1-norm is the root of the 1-sum, on purpose.
   EXPECT_DOUBLE_EQ(M::normL1(x), std::sqrt(7.0));
   EXPECT_DOUBLE_EQ(M::normL2(x), 5.0);
   EXPECT_EQ(M::absSum(x, 3.0), RealOf<V>(91));
   EXPECT_EQ(M::absMax(x), RealOf<V>(4));
   // conj(3) (2 + i) + conj(-4) 1
-  EXPECT_EQ(M::dot(x, vectorOf<V>({make<V>(2, 1), make<V>(1)})), make<V>(2, 3));
+  EXPECT_EQ(M::dot(x, parVector<V>({make<V>(2, 1), make<V>(1)})), make<V>(2, 3));
   if constexpr (is_complex_v<V>) {
-    auto z = vectorOf<V>({make<V>(3, 4)});
+    auto z = parVector<V>({make<V>(3, 4)});
     EXPECT_DOUBLE_EQ(M::normL2(z), 5.0);
     EXPECT_DOUBLE_EQ(M::normL1(z), std::sqrt(5.0));
   }
@@ -61,19 +55,19 @@ TYPED_TEST(ParMatrixTyped, NormsAndReductions) {
 }
 
 TYPED_TEST(ParMatrixTyped, ResizeAndCopies) {
-  using V = TypeParam;
+  using V = typename TypeParam::Value;
   using M = Par<V>;
   // Another comm makes a resize allocate, even for the same shape.
   M m(3, 1, kHost);
   const auto before = m.getLocalMatrix();
   m.resize(3, 1, kHost, comu::kCommSelf);
   EXPECT_TRUE(m.getLocalMatrix().sharesStorageWith(before));
-  m.resize(3, 1, kHost, kOtherComm);
+  m.resize(3, 1, kHost, comu::kCommWorld);
   EXPECT_FALSE(m.getLocalMatrix().sharesStorageWith(before));
 
   // Matching shape: the target keeps its storage and gets a private copy.
-  auto x = vectorOf<V>({make<V>(1), make<V>(2, -1), make<V>(3)});
-  M out(3, kHost), other(5, 2, kHost, kOtherComm);
+  auto x = parVector<V>({make<V>(1), make<V>(2, -1), make<V>(3)});
+  M out(3, kHost), other(5, 2, kHost, comu::kCommWorld);
   const auto storage = out.getLocalMatrix();
   x.deepCopy(out);
   EXPECT_TRUE(out.getLocalMatrix().sharesStorageWith(storage));
@@ -89,49 +83,33 @@ TYPED_TEST(ParMatrixTyped, ResizeAndCopies) {
 }
 
 TYPED_TEST(ParMatrixTyped, RealImaginaryPartsAndResidual) {
-  using V = TypeParam;
+  using V = typename TypeParam::Value;
   using R = RealOf<V>;
   using M = Par<V>;
   using RM = ParMatrixT<R, long, int>;
-  auto x = vectorOf<V>({make<V>(1, 2), make<V>(3, -4)});
+  auto x = parVector<V>({make<V>(1, 2), make<V>(3, -4)});
   const RM re = x.getReal(), im = x.getImag();
   EXPECT_EQ(contents(im.getLocalMatrix()), is_complex_v<V> ? (std::vector<R>{2, -4}) : (std::vector<R>{0, 0}));
   EXPECT_EQ(valuesOf(M::createComplex(re, im)), valuesOf(x));
   // The shape comes from im when re is empty; the missing real part is zero.
-  RM imOnly(2, 1, kHost, kOtherComm);
+  RM imOnly(2, 1, kHost, comu::kCommWorld);
   imOnly.fill(R(5));
   const M fromIm = M::createComplex(RM(), imOnly);
-  EXPECT_EQ(fromIm.getComm(), kOtherComm);
+  EXPECT_EQ(fromIm.getComm(), comu::kCommWorld);
   EXPECT_EQ(valuesOf(fromIm), (std::vector<V>(2, make<V>(0, 5))));
 
   ParCSRMatrixT<V, long, int> A;
-  A.createSeq(makeCsr<V>(2, 2, {0, 1, 2}, {0, 1}, {make<V>(2), make<V>(3)}));
-  const auto b = vectorOf<V>({make<V>(5), make<V>(1)});
+  A.createSeq(makeCsr<V>({2, 2, {0, 1, 2}, {0, 1}, {make<V>(2), make<V>(3)}}));
+  const auto b = parVector<V>({make<V>(5), make<V>(1)});
   M r;
-  EXPECT_DOUBLE_EQ(M::residual(A, vectorOf<V>({make<V>(1), make<V>(-1)}), b, r), 5.0);
+  EXPECT_DOUBLE_EQ(M::residual(A, parVector<V>({make<V>(1), make<V>(-1)}), b, r), 5.0);
   EXPECT_EQ(valuesOf(r), (std::vector<V>{make<V>(3), make<V>(4)}));
   EXPECT_EQ(valuesOf(b), (std::vector<V>{make<V>(5), make<V>(1)}));
 }
 
-TEST(ParMatrixGpu, ToDeviceCopiesAcrossDevices) {
-  VELMO_REQUIRE_GPU();
-  using M = Par<double>;
-  const auto x = vectorOf<double>({3, -4});
-  M onGpu;
-  x.toDevice(kGpu, onGpu);
-  EXPECT_EQ(onGpu.getDevice(), kGpu);
-  EXPECT_DOUBLE_EQ(M::normL1(onGpu), std::sqrt(7.0));
-  M::scale(2.0, onGpu);
-  EXPECT_EQ(valuesOf(onGpu), (std::vector<double>{6, -8}));
-  EXPECT_EQ(valuesOf(x), (std::vector<double>{3, -4}));
-}
-
-TEST(ParMatrixDeathTest, OneLocalBlockAndTheLocalMatrixChecks) {
-  using M = Par<double>;
-  M m(2, kHost), y(3, kHost);
-  const char* text = "Check failed: localMat.size\\(\\) == 1 only support localMat.size == 1";
-  EXPECT_DEATH(m.setLocalMatrix({}), text);
-  EXPECT_DEATH(M::axpy(1.0, m, y), "axpy: x and y must have the same size");
+TEST(ParMatrixDeathTest, OneLocalBlock) {
+  EXPECT_DEATH(Par<double>(2, kHost).setLocalMatrix({}),
+               "Check failed: localMat.size\\(\\) == 1 only support localMat.size == 1");
 }
 
 }  // namespace

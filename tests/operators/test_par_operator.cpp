@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "LogCapture.h"
-#include "SparseTestHelpers.h"
+#include "TestHelpers.h"
 #include "operators/ParOperator.h"
 #include "precond/ParLevelTransfer.h"
 
@@ -17,17 +17,14 @@ using Matrix = ParMatrixT<double, long, int>;
 using Identity = ParOperatorIdentityT<double, long, int>;
 using Solver = ParSolverT<double, long, int>;
 
-// Each role of the identity is registered for every value and index type.
-template <class T>
+// Each role of the identity is registered for the floating value types and both index widths.
+template <class P>
 class IdentityRegistration : public ::testing::Test {};
-using OperatorTypes = ::testing::Types<std::pair<float, long>, std::pair<double, long>, std::pair<Complex<float>, long>,
-                                       std::pair<Complex<double>, long>, std::pair<float, int>, std::pair<double, int>,
-                                       std::pair<Complex<float>, int>, std::pair<Complex<double>, int>>;
-TYPED_TEST_SUITE(IdentityRegistration, OperatorTypes);
+TYPED_TEST_SUITE(IdentityRegistration, test::FloatTypes);
 
 TYPED_TEST(IdentityRegistration, InThreeRoles) {
-  using V = typename TypeParam::first_type;
-  using G = typename TypeParam::second_type;
+  using V = typename TypeParam::Value;
+  using G = typename TypeParam::Index;
   using Id = ParOperatorIdentityT<V, G, int>;
   auto op = ParMatrixFreeT<V, G, int>::getFactory().createInstance(json{{"matrix_type", "Identity"}});
   auto pre =
@@ -38,20 +35,14 @@ TYPED_TEST(IdentityRegistration, InThreeRoles) {
   EXPECT_NE(dynamic_cast<Id*>(solver.get()), nullptr);
 }
 
-Matrix vectorOf(const std::vector<double>& values) {
-  Matrix v(long(values.size()), test::kHost);
-  std::copy(values.begin(), values.end(), v.getLocalMatrix().getData());
-  return v;
-}
-
 std::vector<double> valuesOf(const Matrix& v) { return test::contents(v.getLocalMatrix()); }
 
 TEST(ParOperatorIdentity, CopiesItsInputInEveryRole) {
   Identity identity;
   EXPECT_EQ(identity.getRows(), 0);
   // The scalars are ignored: y = x, also into an unshaped y.
-  auto x = vectorOf({1, -2, 3});
-  Matrix y, w, z = vectorOf({7, 7, 7});
+  auto x = test::parVector<double>({1, -2, 3});
+  Matrix y, w, z = test::parVector<double>({7, 7, 7});
   identity.aAxpby(2.0, x, 3.0, y);
   identity.matVec(x, z);
   identity.precondition(x, w);
@@ -61,7 +52,7 @@ TEST(ParOperatorIdentity, CopiesItsInputInEveryRole) {
   // As a solver it applies its preconditioner once and leaves the counters alone.
   int iter = -7;
   double res = -1.5;
-  identity.solve(identity, identity, vectorOf({4, 5}), y, iter, res);
+  identity.solve(identity, identity, test::parVector<double>({4, 5}), y, iter, res);
   EXPECT_EQ(valuesOf(y), (std::vector<double>{4, 5}));
   EXPECT_EQ(std::make_pair(iter, res), std::make_pair(-7, -1.5));
 }
@@ -80,7 +71,7 @@ TEST(ParSolver, ShortSolveHoldsTheDefaultPreconditioner) {
   ASSERT_NE(solver, nullptr);
   EXPECT_EQ(solver->getPreconditioner(), nullptr);
   Identity A;
-  auto b = vectorOf({1, 2});
+  auto b = test::parVector<double>({1, 2});
   Matrix x;
   int iter = 0;
   double res = 0;
@@ -138,20 +129,16 @@ TEST(ParSolver, SharedKeysAndLogLinesOnlyWhenVerboseOnRankZero) {
   }
 }
 
-// The keys of the factories not reached through a registered name, and those left to plug-ins.
-TEST(ParOperatorFactories, KeysAndPlugInOnlyFactories) {
+// The keys of the factories that no registered name reaches: plug-ins configure by them.
+TEST(ParOperatorFactories, Keys) {
   EXPECT_EQ((ParSmootherT<double, long, int>::getFactory().getKey()), "smoother_type");
   EXPECT_EQ((ParLevelTransferT<double, long, int>::getFactory().getKey()), "level_transfer_type");
-  auto expectPlugInOnly = [](const auto& factory, const std::string& key) {
-    EXPECT_EQ(factory.getKey(), key);
-    EXPECT_TRUE(factory.getNames().empty()) << key;
-  };
-  expectPlugInOnly(ParOpBaseT<double, long, int>::getFactory(), "op_type");
-  expectPlugInOnly(ParRestrictionerT<double, long, int>::getFactory(), "restrictioner_type");
-  expectPlugInOnly(ParProlongationerT<double, long, int>::getFactory(), "prolongationer_type");
-  expectPlugInOnly(ParCoarsenerT<double, long, int>::getFactory(), "coarsener_type");
-  expectPlugInOnly(ParInterpolatorT<double, long, int>::getFactory(), "interpolator_type");
-  expectPlugInOnly(ParAggregatorT<double, long, int>::getFactory(), "aggregator_type");
+  EXPECT_EQ((ParOpBaseT<double, long, int>::getFactory().getKey()), "op_type");
+  EXPECT_EQ((ParRestrictionerT<double, long, int>::getFactory().getKey()), "restrictioner_type");
+  EXPECT_EQ((ParProlongationerT<double, long, int>::getFactory().getKey()), "prolongationer_type");
+  EXPECT_EQ((ParCoarsenerT<double, long, int>::getFactory().getKey()), "coarsener_type");
+  EXPECT_EQ((ParInterpolatorT<double, long, int>::getFactory().getKey()), "interpolator_type");
+  EXPECT_EQ((ParAggregatorT<double, long, int>::getFactory().getKey()), "aggregator_type");
 }
 
 }  // namespace
