@@ -123,12 +123,13 @@ TYPED_TEST(SpBlasRelax, RowNormsAndDiagonalAcrossBlocks) {
   EXPECT_EQ(norm[0], R(5));
   expectNear(R(std::sqrt(5.0)), norm[1]);
 
-  // The rank owns global rows 4..6. The left block (columns 0..3) touches them only at its
-  // edge; the second view over columns 4..6 overrides the first one's match in row 2.
+  // The rank owns global rows 4..6, placed by the first view's row offset alone. The left
+  // block (columns 0..3) touches them only at its edge; the last view over columns 4..6,
+  // whose own row offset is stale, overrides the first one's match in row 2.
   HostCsr<V, I> mine(3, 3, {{{1, make<V>(1)}, {0, make<V>(7)}}, {{0, make<V>(2)}}, {{2, make<V>(9)}}});
   HostCsr<V, I> again(3, 3, {{}, {}, {{2, make<V>(11)}}});
   HostCsr<V, I> left(3, 4, {{{3, make<V>(5)}}, {}, {}});
-  blocks = {spmvView(mine.raw(), 4, 4, 0), spmvView(left.raw(), 4, 0, 1), spmvView(again.raw(), 4, 4, 0)};
+  blocks = {spmvView(mine.raw(), 4, 4, 0), spmvView(left.raw(), 4, 0, 1), spmvView(again.raw(), 0, 4, 0)};
   auto diag = vec<V>({-1, -1, -1});
   Ops::par_csr_diag(kHost, 3, 3, blocks.data(), diag.data());
   EXPECT_EQ(diag, vec<V>({7, 0, 11}));
