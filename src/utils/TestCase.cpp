@@ -14,9 +14,5 @@ template class TestCaseT<double, int, int>;
 template class TestCaseT<double, long, int>;
 template class TestCaseT<Complex<double>, int, int>;
 template class TestCaseT<Complex<double>, long, int>;
-template class Factory<TestCaseT<double, int, int>>;
-template class Factory<TestCaseT<double, long, int>>;
-template class Factory<TestCaseT<Complex<double>, int, int>>;
-template class Factory<TestCaseT<Complex<double>, long, int>>;
 
 }  // namespace velmo
