@@ -5,6 +5,8 @@
 #include <iomanip>
 #include <ios>
 
+#include "utils/Factory.h"
+
 namespace velmo {
 
 template <class Value, class GlobalIndex, class LocalIndex>

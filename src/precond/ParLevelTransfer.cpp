@@ -1,5 +1,7 @@
 #include "precond/ParLevelTransfer.h"
 
+#include "utils/Factory.h"
+
 namespace velmo {
 
 template <class V, class G, class L>

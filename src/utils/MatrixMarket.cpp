@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "mat/CSRMatrix.h"
+#include "utils/Factory.h"
 
 namespace velmo {
 

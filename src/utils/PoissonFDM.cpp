@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "utils/Factory.h"
+
 namespace velmo {
 
 template <class Value, class GlobalIndex, class LocalIndex>

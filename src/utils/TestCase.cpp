@@ -1,6 +1,7 @@
 #include "utils/TestCase.h"
 
 #include "utils/Complex.h"
+#include "utils/Factory.h"
 
 namespace velmo {
 

@@ -6,6 +6,7 @@
 #include "LogCapture.h"
 #include "TestHelpers.h"
 #include "mat/ParCSRMatrix.h"
+#include "utils/Factory.h"
 #include "utils/MatrixMarket.h"
 #include "utils/PoissonFDM.h"
 
