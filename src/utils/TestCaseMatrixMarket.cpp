@@ -1,4 +1,4 @@
-#include "utils/MatrixMarket.h"
+#include "utils/TestCaseMatrixMarket.h"
 
 #include <glog/logging.h>
 

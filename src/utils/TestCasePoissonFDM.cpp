@@ -1,4 +1,4 @@
-#include "utils/PoissonFDM.h"
+#include "utils/TestCasePoissonFDM.h"
 
 #include <glog/logging.h>
 
