@@ -1,5 +1,7 @@
 #include "mat/Matrix.h"
 
+#include <glog/logging.h>
+
 #include <cstdlib>
 #include <iomanip>
 #include <string>

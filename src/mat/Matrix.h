@@ -1,7 +1,5 @@
 #pragma once
 
-#include <glog/logging.h>
-
 #include <istream>
 #include <memory>
 #include <ostream>
@@ -14,6 +12,12 @@
 namespace velmo {
 
 struct MatrixLayoutRowMajor {};
+
+namespace detail {
+// Fatal unless both dimensions are non-negative. Out of line, so that this header, which
+// every container user reads, does without glog.
+void checkMatrixShape(long rows, long cols);
+}  // namespace detail
 
 // Handle to dense row-major storage on one Device; also the vector type. Copies share the
 // storage: only deepCopy duplicates, and toDevice to the current device aliases.
@@ -44,7 +48,7 @@ class MatrixT {
 
   // Fresh, uninitialised storage; other handles keep the old one.
   void create(I rows, I cols, const Device& device) {
-    CHECK(rows>=0 && cols>=0);
+    detail::checkMatrixShape(rows, cols);
     auto impl = std::make_shared<MatrixImpl>();
     impl->rows = rows;
     impl->cols = cols;

@@ -5,6 +5,8 @@
 #include <iomanip>
 #include <ios>
 
+#include "utils/Factory.h"
+
 namespace velmo {
 
 template <class Value, class GlobalIndex, class LocalIndex>
@@ -76,18 +78,13 @@ void ParSolverT<Value, GlobalIndex, LocalIndex>::finishSolve(int iter, int max_i
             << res_b;
 }
 
-#define VELMO_INSTANTIATE_OPERATORS(V, G, L)      \
-  template class ParMatrixFreeT<V, G, L>;         \
-  template class ParPreconditionerT<V, G, L>;     \
-  template class ParSmootherT<V, G, L>;           \
-  template class ParSolverT<V, G, L>;             \
-  template class ParOpBaseT<V, G, L>;             \
-  template class ParOperatorIdentityT<V, G, L>;   \
-  template class Factory<ParMatrixFreeT<V, G, L>>; \
-  template class Factory<ParPreconditionerT<V, G, L>>; \
-  template class Factory<ParSmootherT<V, G, L>>;  \
-  template class Factory<ParSolverT<V, G, L>>;    \
-  template class Factory<ParOpBaseT<V, G, L>>;
+#define VELMO_INSTANTIATE_OPERATORS(V, G, L)    \
+  template class ParMatrixFreeT<V, G, L>;       \
+  template class ParPreconditionerT<V, G, L>;   \
+  template class ParSmootherT<V, G, L>;         \
+  template class ParSolverT<V, G, L>;           \
+  template class ParOpBaseT<V, G, L>;           \
+  template class ParOperatorIdentityT<V, G, L>;
 
 VELMO_INSTANTIATE_OPERATORS(float, long, int)
 VELMO_INSTANTIATE_OPERATORS(double, long, int)

@@ -7,7 +7,7 @@
 #include "comu/Communicator.h"
 #include "mat/ParMatrix.h"
 #include "utils/Device.h"
-#include "utils/Factory.h"
+#include "utils/FactoryFwd.h"
 
 namespace velmo {
 

@@ -1,5 +1,7 @@
 #include "precond/ParLevelTransfer.h"
 
+#include "utils/Factory.h"
+
 namespace velmo {
 
 template <class V, class G, class L>
@@ -38,19 +40,13 @@ Factory<ParAggregatorT<V, G, L>>& ParAggregatorT<V, G, L>::getFactory() {
   return factory;
 }
 
-#define VELMO_INSTANTIATE_TRANSFER(V, G, L)            \
-  template class ParLevelTransferT<V, G, L>;           \
-  template class ParRestrictionerT<V, G, L>;           \
-  template class ParProlongationerT<V, G, L>;          \
-  template class ParCoarsenerT<V, G, L>;               \
-  template class ParInterpolatorT<V, G, L>;            \
-  template class ParAggregatorT<V, G, L>;              \
-  template class Factory<ParLevelTransferT<V, G, L>>;  \
-  template class Factory<ParRestrictionerT<V, G, L>>;  \
-  template class Factory<ParProlongationerT<V, G, L>>; \
-  template class Factory<ParCoarsenerT<V, G, L>>;      \
-  template class Factory<ParInterpolatorT<V, G, L>>;   \
-  template class Factory<ParAggregatorT<V, G, L>>;
+#define VELMO_INSTANTIATE_TRANSFER(V, G, L)   \
+  template class ParLevelTransferT<V, G, L>;  \
+  template class ParRestrictionerT<V, G, L>;  \
+  template class ParProlongationerT<V, G, L>; \
+  template class ParCoarsenerT<V, G, L>;      \
+  template class ParInterpolatorT<V, G, L>;   \
+  template class ParAggregatorT<V, G, L>;
 
 VELMO_INSTANTIATE_TRANSFER(float, long, int)
 VELMO_INSTANTIATE_TRANSFER(double, long, int)

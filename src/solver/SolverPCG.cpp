@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "utils/Factory.h"
+
 namespace velmo {
 
 namespace {

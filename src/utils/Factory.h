@@ -9,11 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "utils/FactoryFwd.h"
 #include "utils/Utils.h"
 
 namespace velmo {
-
-using json = nlohmann::json;
 
 // Name-to-creator registry of one abstract class. A configuration object names the class
 // under `key` and may pass its parameters under "<name>_params".

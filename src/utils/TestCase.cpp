@@ -1,6 +1,7 @@
 #include "utils/TestCase.h"
 
 #include "utils/Complex.h"
+#include "utils/Factory.h"
 
 namespace velmo {
 
@@ -14,9 +15,5 @@ template class TestCaseT<double, int, int>;
 template class TestCaseT<double, long, int>;
 template class TestCaseT<Complex<double>, int, int>;
 template class TestCaseT<Complex<double>, long, int>;
-template class Factory<TestCaseT<double, int, int>>;
-template class Factory<TestCaseT<double, long, int>>;
-template class Factory<TestCaseT<Complex<double>, int, int>>;
-template class Factory<TestCaseT<Complex<double>, long, int>>;
 
 }  // namespace velmo

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "utils/Device.h"
-#include "utils/Factory.h"
+#include "utils/FactoryFwd.h"
 
 namespace velmo {
 

@@ -8,6 +8,7 @@
 #include "TestHelpers.h"
 #include "operators/ParOperator.h"
 #include "precond/ParLevelTransfer.h"
+#include "utils/Factory.h"
 
 namespace {
 

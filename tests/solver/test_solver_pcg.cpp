@@ -4,6 +4,7 @@
 
 #include "TestHelpers.h"
 #include "solver/SolverPCG.h"
+#include "utils/Factory.h"
 
 namespace {
 

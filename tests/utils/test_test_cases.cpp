@@ -6,8 +6,9 @@
 #include "LogCapture.h"
 #include "TestHelpers.h"
 #include "mat/ParCSRMatrix.h"
-#include "utils/MatrixMarket.h"
-#include "utils/PoissonFDM.h"
+#include "utils/Factory.h"
+#include "utils/TestCaseMatrixMarket.h"
+#include "utils/TestCasePoissonFDM.h"
 
 namespace {
 
@@ -82,7 +83,7 @@ TEST(PoissonFDM, LogsItsProgressInOrder) {
   auto s = generate<double>(poisson(2, 3));
   std::vector<std::string> mine;
   for (const auto& line : log.lines) {
-    if (line.file == "PoissonFDM.cpp") mine.push_back(line.text);
+    if (line.file == "TestCasePoissonFDM.cpp") mine.push_back(line.text);
   }
   EXPECT_EQ(mine, (std::vector<std::string>{"Begin assembling poission A and b, size 9x9",
                                             "finish add values to A", "finish assemble to A",

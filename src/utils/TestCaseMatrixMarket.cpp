@@ -1,10 +1,11 @@
-#include "utils/MatrixMarket.h"
+#include "utils/TestCaseMatrixMarket.h"
 
 #include <glog/logging.h>
 
 #include <fstream>
 
 #include "mat/CSRMatrix.h"
+#include "utils/Factory.h"
 
 namespace velmo {
 

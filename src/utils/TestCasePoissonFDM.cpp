@@ -1,8 +1,10 @@
-#include "utils/PoissonFDM.h"
+#include "utils/TestCasePoissonFDM.h"
 
 #include <glog/logging.h>
 
 #include <cmath>
+
+#include "utils/Factory.h"
 
 namespace velmo {
 
