@@ -4,22 +4,16 @@ install(TARGETS velmo EXPORT velmoTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-# Public headers only. Left out: the private kernel folders, the kernel implementation
-# headers still at the top of kernels/, and what only the library's own sources read
-# (assembly routing, message packing).
+# Public headers only. Left out: the kernel layer's launch, bodies and instantiation units,
+# and what only the library's own sources read (assembly, Matrix Market values, message packing).
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velmo
   FILES_MATCHING PATTERN "*.h"
   PATTERN "kernels/spm" EXCLUDE
   PATTERN "kernels/impl" EXCLUDE
   PATTERN "kernels/openmp" EXCLUDE
   PATTERN "kernels/cuda" EXCLUDE
-  PATTERN "kernels/spm.h" EXCLUDE
-  PATTERN "kernels/spm_cuda.h" EXCLUDE
-  PATTERN "kernels/Dispatch.h" EXCLUDE
-  PATTERN "kernels/*Impl.h" EXCLUDE
-  PATTERN "kernels/ColBlockLoops.h" EXCLUDE
-  PATTERN "kernels/SpBlasRowUtils.h" EXCLUDE
-  PATTERN "mat/AssemblyRouting.h" EXCLUDE
+  PATTERN "mat/Assembly.h" EXCLUDE
+  PATTERN "mat/MatrixMarketValue.h" EXCLUDE
   PATTERN "comu/Stream.h" EXCLUDE
   PATTERN "comu/MatrixStream.h" EXCLUDE)
 install(FILES ${PROJECT_BINARY_DIR}/generated/velmo/Version.h

@@ -14,6 +14,10 @@
 
 namespace velmo {
 
+namespace detail {
+void checkMatrixShape(long rows, long cols) { CHECK(rows>=0 && cols>=0); }
+}  // namespace detail
+
 template <>
 MatrixT<int, int, MatrixLayoutRowMajor> MatrixT<int, int, MatrixLayoutRowMajor>::range(int begin, int end,
                                                                                        int /*step*/) {
