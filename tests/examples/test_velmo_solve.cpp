@@ -39,14 +39,12 @@ double numberAfter(const std::string& text, const std::string& label) {
 }
 
 TEST(VelmoSolve, PoissonSolveReportsItsTrueResidual) {
-  auto config = writeConfig("p3.json", R"({"testcase_type": "PoissonFDM",
+  SolveRun run = solve(writeConfig("p3.json", R"({"testcase_type": "PoissonFDM",
       "PoissonFDM_params": {"dim": 3, "N": 12}, "solver_type": "SolverPCG",
-      "SolverPCG_params": {"rtol": 1e-8, "verbose": 1}})");
-  SolveRun run = solve(config);
+      "SolverPCG_params": {"rtol": 1e-8, "verbose": 1}})"));
   ASSERT_EQ(run.code, 0) << run.output;
   EXPECT_EQ(run.output.rfind("velmo-solve ", 0), 0u) << "version first";
   EXPECT_NE(run.output.find("problem: 1728 rows, 11232 nonzeros, device cpu:0"), std::string::npos) << run.output;
-  EXPECT_NE(run.output.find("======================== PCG ====================="), std::string::npos);
   EXPECT_NE(run.output.find("converged:           yes"), std::string::npos);
   double reported = numberAfter(run.output, "reported residual:");
   double trueResidual = numberAfter(run.output, "true residual:");
@@ -58,24 +56,21 @@ TEST(VelmoSolve, PoissonSolveReportsItsTrueResidual) {
 
 TEST(VelmoSolve, MatrixMarketInputAndSolutionOutput) {
   std::string xPath = testing::TempDir() + "x.mtx";
-  auto config = writeConfig("mm.json", std::string(R"({"testcase_type": "MatrixMarket",
+  SolveRun run = solve(writeConfig("mm.json", std::string(R"({"testcase_type": "MatrixMarket",
       "MatrixMarket_params": {"filename_A": ")") + VELMO_SOURCE_DIR +
       R"(/examples/data/poisson2d_8.mtx"}, "solver_type": "SolverPCG",
       "SolverPCG_params": {"rtol": 1e-10}, "preconditioner_type": "PrecondIdentity",
-      "output_x": ")" + xPath + "\"}");
-  SolveRun run = solve(config);
+      "output_x": ")" + xPath + "\"}"));
   ASSERT_EQ(run.code, 0) << run.output;
   EXPECT_NE(run.output.find("problem: 64 rows, 288 nonzeros"), std::string::npos) << run.output;
-  std::ifstream x(xPath);
   std::string banner;
-  std::getline(x, banner);
+  std::getline(std::ifstream(xPath), banner);
   EXPECT_EQ(banner, "%%MatrixMarket matrix array real general");
 }
 
 TEST(VelmoSolve, ComplexArithmetic) {
-  auto config = writeConfig("c.json", R"({"value_type": "complex", "testcase_type": "PoissonFDM",
-      "PoissonFDM_params": {"dim": 2, "N": 10}, "solver_type": "SolverPCG"})");
-  SolveRun run = solve(config);
+  SolveRun run = solve(writeConfig("c.json", R"({"value_type": "complex", "testcase_type": "PoissonFDM",
+      "PoissonFDM_params": {"dim": 2, "N": 10}, "solver_type": "SolverPCG"})"));
   EXPECT_EQ(run.code, 0) << run.output;
   EXPECT_NE(run.output.find("converged:           yes"), std::string::npos);
 }
@@ -119,10 +114,9 @@ TEST(VelmoSolve, BadInputGetsOneLineAndExitCodeTwo) {
 }
 
 TEST(VelmoSolve, UnconvergedSolveHasItsOwnExitCode) {
-  auto config = writeConfig("short.json", R"({"testcase_type": "PoissonFDM",
+  SolveRun run = solve(writeConfig("short.json", R"({"testcase_type": "PoissonFDM",
       "PoissonFDM_params": {"dim": 2, "N": 20}, "solver_type": "SolverPCG",
-      "SolverPCG_params": {"max_its": 3}})");
-  SolveRun run = solve(config);
+      "SolverPCG_params": {"max_its": 3}})"));
   EXPECT_EQ(run.code, 3) << run.output;
   EXPECT_NE(run.output.find("iterations:          3"), std::string::npos);
   EXPECT_NE(run.output.find("converged:           no"), std::string::npos);
