@@ -76,12 +76,12 @@ TYPED_TEST(PCGTyped, SolvesAnSPDSystemToTheDirectSolution) {
   auto x = test::parVector<V, G>(std::vector<V>(4));
   const bool single = std::is_same_v<RealOf<V>, float>;
   const double rtol = single ? 1e-5 : 1e-12;
-  const Outcome o = solve<V, G>({{"rtol", rtol}}, A, test::contents(b.getLocalMatrix()), x);
+  const Outcome o = solve<V, G>({{"rtol", rtol}}, A, test::contents(b), x);
   EXPECT_TRUE(o.converged);
   EXPECT_GT(o.iter, 0);
   EXPECT_LE(o.iter, 8);
   EXPECT_LE(o.res, rtol);
-  test::expectAllNear(exact, test::contents(x.getLocalMatrix()), single ? 1e3 : 1e4);
+  test::expectAllNear(exact, test::contents(x), single ? 1e3 : 1e4);
 }
 
 TEST(PCG, StoppingRules) {
@@ -89,7 +89,7 @@ TEST(PCG, StoppingRules) {
   // A zero right-hand side zeroes x and leaves iter and res alone.
   auto x = test::parVector<double>({5, 5});
   Outcome o = solve<double, long>({}, A, {0, 0}, x);
-  EXPECT_EQ(test::contents(x.getLocalMatrix()), (std::vector<double>{0, 0}));
+  EXPECT_EQ(test::contents(x), (std::vector<double>{0, 0}));
   EXPECT_EQ(std::make_pair(o.iter, o.res), std::make_pair(-7, -7.0));
 
   // max_its 0: no iteration, res is the initial relative residual.
