@@ -43,6 +43,7 @@ TYPED_TEST(ParMatrixTyped, NormsAndReductions) {
   if constexpr (is_complex_v<V>) {
     auto z = parVector<V>({make<V>(3, 4)});
     EXPECT_DOUBLE_EQ(M::normL2(z), 5.0);
+    EXPECT_DOUBLE_EQ(M::normL1(z), std::sqrt(5.0));
   }
   M::scale(make<V>(0), x);
   EXPECT_EQ(contents(x), (std::vector<V>{V(0), V(0)}));

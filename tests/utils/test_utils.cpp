@@ -34,6 +34,7 @@ TEST(StringSplit, PiecesBetweenRegexMatches) {
 }
 
 TEST(StringPrintf, FormatsAsPrintfAtAnyLength) {
+  EXPECT_EQ(string_printf("getCreator %s failed\n", "Nope"), "getCreator Nope failed\n");
   EXPECT_EQ(string_printf("%d|%.2f|%x", -3, 1.5, 255), "-3|1.50|ff");
   EXPECT_EQ(string_printf("%s", ""), "");
   // Around and far past the stack buffer.
