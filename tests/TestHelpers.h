@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <limits>
 #include <optional>
 #include <string>
@@ -85,6 +86,12 @@ std::vector<T> contents(const MatrixT<T>& m) {
   return {h.getData(), h.getData() + h.getSize()};
 }
 
+// The local elements of a distributed matrix.
+template <class V, class G>
+std::vector<V> contents(const ParMatrixT<V, G, int>& m) {
+  return contents(m.getLocalMatrix());
+}
+
 // A distributed host matrix of `cols` columns holding `values` row by row.
 template <class V, class G>
 ParMatrixT<V, G, int> parDense(G rows, G cols, const std::vector<V>& values, int comm = comu::kCommSelf) {
@@ -103,6 +110,13 @@ PartitionerT<G, int> partsOf(G globalSize, int parts) {
   PartitionerT<G, int> p;
   p.createForParts(globalSize, parts);
   return p;
+}
+
+// Writes `text` to a file of the test temporary folder and returns its path.
+inline std::string writeFile(const std::string& name, const std::string& text) {
+  const std::string path = ::testing::TempDir() + name;
+  std::ofstream(path) << text;
+  return path;
 }
 
 // Sets an environment variable, or clears it for a null value; the old state returns at the

@@ -1,20 +1,14 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
 #include <string>
 
 #include "MatrixMarketCheck.h"
+#include "TestHelpers.h"
 
 namespace {
 
 using namespace velmo::driver;
-
-std::string writeFile(const std::string& name, const std::string& text) {
-  std::string path = testing::TempDir() + name;
-  std::ofstream(path) << text;
-  return path;
-}
+using velmo::test::writeFile;
 
 // The message names the file and the line, and says what is wrong.
 void expectError(const std::string& path, const std::string& where, const std::string& what,

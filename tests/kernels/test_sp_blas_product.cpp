@@ -78,9 +78,7 @@ TYPED_TEST(SpBlasProduct, MatmulMatchesDenseInFirstTouchOrder) {
   // A product that cancels keeps its zero entry; an empty row of A stays empty.
   HostCsr<V, I> P(2, 2, {{{0, make<V>(1)}, {1, make<V>(1)}}, {}});
   HostCsr<V, I> Q(2, 1, {{{0, make<V>(2, 1)}}, {{0, make<V>(-2, -1)}}});
-  auto Z = matmul(P, Q);
-  EXPECT_EQ(Z.ptr, (std::vector<I>{0, 1, 1}));
-  EXPECT_EQ(Z.val, std::vector<V>{V(0)});
+  EXPECT_EQ(matmul(P, Q).arrays(), (HostCsr<V, I>(2, 1, {0, 1, 1}, {0}, {V(0)}).arrays()));
 }
 
 TYPED_TEST(SpBlasProduct, SumsMatchDenseInTheirStatedOrders) {
@@ -110,9 +108,9 @@ TYPED_TEST(SpBlasProduct, SumsMatchDenseInTheirStatedOrders) {
   // All columns distinct: the row's table fills completely and lookups still end.
   HostCsr<V, I> F(1, 9, {{{8, make<V>(1)}, {0, make<V>(2)}}});
   HostCsr<V, I> G(1, 9, {{{5, make<V>(3)}, {2, make<V>(4)}, {7, make<V>(5)}}});
-  auto full = mataddHash(make<V>(1), F, make<V>(1), G);
-  EXPECT_EQ(full.col, (std::vector<I>{8, 0, 5, 2, 7}));
-  EXPECT_EQ(full.val, (std::vector<V>{make<V>(1), make<V>(2), make<V>(3), make<V>(4), make<V>(5)}));
+  EXPECT_EQ(mataddHash(make<V>(1), F, make<V>(1), G).arrays(),
+            (HostCsr<V, I>(1, 9, {0, 5}, {8, 0, 5, 2, 7}, {make<V>(1), make<V>(2), make<V>(3), make<V>(4), make<V>(5)})
+                 .arrays()));
 }
 
 TYPED_TEST(SpBlasProduct, SumsKeepRepeatsAndCancelledZeros) {
@@ -123,19 +121,13 @@ TYPED_TEST(SpBlasProduct, SumsKeepRepeatsAndCancelledZeros) {
   V alpha = make<V>(1), beta = make<V>(-1);
 
   // Merge: only equal heads combine, so A's second column-1 entry stays on its own.
-  auto C = matadd(alpha, A, beta, B);
-  EXPECT_EQ(C.ptr, (std::vector<I>{0, 2, 3}));
-  EXPECT_EQ(C.col, (std::vector<I>{1, 1, 0}));
-  EXPECT_EQ(C.val, (std::vector<V>{make<V>(-2), make<V>(2), V(0)}));
+  EXPECT_EQ(matadd(alpha, A, beta, B).arrays(),
+            (HostCsr<V, I>(2, 3, {0, 2, 3}, {1, 1, 0}, {make<V>(-2), make<V>(2), V(0)}).arrays()));
 
   // Hash and list: repeats of a column fold into one entry, and the zero still stays.
-  auto H = mataddHash(alpha, A, beta, B);
-  EXPECT_EQ(H.ptr, (std::vector<I>{0, 1, 2}));
-  EXPECT_EQ(H.col, (std::vector<I>{1, 0}));
-  EXPECT_EQ(H.val, (std::vector<V>{V(0), V(0)}));
-  auto S = mataddVec<V, I>({&A, &B});
-  EXPECT_EQ(S.col, (std::vector<I>{1, 0}));
-  EXPECT_EQ(S.val, (std::vector<V>{make<V>(10), make<V>(2)}));
+  EXPECT_EQ(mataddHash(alpha, A, beta, B).arrays(), (HostCsr<V, I>(2, 3, {0, 1, 2}, {1, 0}, {V(0), V(0)}).arrays()));
+  EXPECT_EQ((mataddVec<V, I>({&A, &B}).arrays()),
+            (HostCsr<V, I>(2, 3, {0, 1, 2}, {1, 0}, {make<V>(10), make<V>(2)}).arrays()));
 }
 
 TYPED_TEST(SpBlasProduct, SortTransposeAndScale) {

@@ -95,7 +95,7 @@ TEST(AssemblyLog, NothingSetGivesNoBlocksOrZeros) {
   v.fill(9);
   LogCapture denseLog;
   v.endAssemble();
-  EXPECT_EQ(contents(v.getLocalMatrix()), std::vector<double>(6, 0.0));
+  EXPECT_EQ(contents(v), std::vector<double>(6, 0.0));
   EXPECT_EQ(denseLog.texts(), (std::vector<std::string>{"begin splitRows", "finish splitRows"}));
 }
 
@@ -143,7 +143,7 @@ TEST(AssemblyFromLocal, CreateByAssembleTakesGlobalRows) {
   ParMatrixT<C, int, int> m;
   m.createByAssemble(denseOf(values, 3, 2), comu::kCommWorld);
   EXPECT_EQ(m.getComm(), comu::kCommWorld);
-  EXPECT_EQ(contents(m.getLocalMatrix()), values);
+  EXPECT_EQ(contents(m), values);
 }
 
 TYPED_TEST(Assembly, DenseFormByRowAndColumn) {
@@ -157,7 +157,7 @@ TYPED_TEST(Assembly, DenseFormByRowAndColumn) {
   v.setValue(3, a, 1);
   v.setValue(3, c, 0);
   v.endAssemble();
-  EXPECT_EQ(contents(v.getLocalMatrix()), (std::vector<V>{o, a + b, o, c}));
+  EXPECT_EQ(contents(v), (std::vector<V>{o, a + b, o, c}));
 
   // After a create from partitioners the buffer has to be begun first.
   ParMatrixT<V, G, int> w;
@@ -166,7 +166,7 @@ TYPED_TEST(Assembly, DenseFormByRowAndColumn) {
   w.setValue(2, 1, a, 0);
   w.setValue(0, 0, b, 1);
   w.endAssemble();
-  EXPECT_EQ(contents(w.getLocalMatrix()), (std::vector<V>{b, o, o, o, o, a}));
+  EXPECT_EQ(contents(w), (std::vector<V>{b, o, o, o, o, a}));
 }
 
 }  // namespace

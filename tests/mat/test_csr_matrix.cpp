@@ -73,9 +73,7 @@ TEST(CSRMatrix, CopiesAreIndependent) {
 
 // Rows without entries count as no matrix at all: the producers drop the shape.
 TEST(CSRMatrix, RowsWithoutEntriesGiveDefaultResults) {
-  Csr<double> empty;
-  empty.create(3, 4, 0, kHost);
-  std::fill(empty.getRowPtr(), empty.getRowPtr() + 4, 0);
+  const auto empty = makeCsr<double>({3, 4, {0, 0, 0, 0}, {}, {}});
   auto expectDefault = [](const Csr<double>& out) {
     EXPECT_EQ(std::make_tuple(out.getRows(), out.getCols(), out.getRowPtr()), std::make_tuple(0, 0, nullptr));
   };

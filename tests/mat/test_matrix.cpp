@@ -150,17 +150,6 @@ TYPED_TEST(MatrixTyped, GpuMatchesTheHost) {
   EXPECT_EQ(saved(g, 6, false), saved(h, 6, false));  // text goes through the host
 }
 
-TYPED_TEST(MatrixTyped, ColumnTextRoundTripsInBothModes) {
-  using T = typename TypeParam::Value;
-  MatrixT<T> m = denseOf(sample<T>(9, 5), 9, 1);
-  if constexpr (is_complex_v<T>) {
-    // Non-negative imaginary parts: the non-strict form changes the sign of negative ones.
-    for (int k = 0; k < 9; ++k) m.getData()[k].im = RealOf<T>(k % 3);
-  }
-  EXPECT_EQ(loaded<T>(saved(m, 10, false), false), contents(m));
-  EXPECT_EQ(loaded<T>(saved(m, 10, true), true), contents(m));
-}
-
 // ---- Check texts ---------------------------------------------------------------------
 
 TEST(MatrixChecks, DeviceAndShapeTexts) {

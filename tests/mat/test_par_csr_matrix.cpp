@@ -62,9 +62,7 @@ TEST(ParCSRMatrix, BlocksAreSharedAndHandlesAlias) {
   EXPECT_TRUE(C.getLocalMatrix(0).sharesStorageWith(blocks[0]));
   EXPECT_TRUE(C.getLocalMatrix(1).sharesStorageWith(replacement));
   // A block with rows but no entries is not stored at all.
-  Csr noEntries;
-  noEntries.create(4, 3, 0, kHost);
-  C.create(rowParts, colParts, {noEntries, blocks[1]}, kHost);
+  C.create(rowParts, colParts, {makeCsr<double>({4, 3, {0, 0, 0, 0, 0}, {}, {}}), blocks[1]}, kHost);
   EXPECT_EQ(C.getLocalMatrix(-1).getRows(), 0);
   EXPECT_EQ(C.getNnzs(), 2);
   EXPECT_DEATH(C.create(rowParts, partsOf<long>(3, 1), blocks, kHost),
@@ -167,13 +165,13 @@ TYPED_TEST(ParCSRTyped, ProductMatchesDenseReference) {
     A.aAxpby(s[0], xv, s[1], yv);
     std::vector<V> expected;
     for (int i = 0; i < rows; ++i) expected.push_back(s[0] * ax[i] + (s[1] == V(0) ? V(0) : s[1] * y[i]));
-    expectAllNear(expected, contents(yv.getLocalMatrix()), 64);
+    expectAllNear(expected, contents(yv), 64);
   }
 
   // matVec fits a default y to A and x, and keeps a fitting y's storage.
   ParMatrixT<V, G, int> yv;
   A.matVec(xv, yv);
-  expectAllNear(ax, contents(yv.getLocalMatrix()), 64);
+  expectAllNear(ax, contents(yv), 64);
   const V* storage = yv.getLocalMatrix().getData();
   A.matVec(xv, yv);
   EXPECT_EQ(yv.getLocalMatrix().getData(), storage);
@@ -185,10 +183,10 @@ TYPED_TEST(ParCSRTyped, ProductMatchesDenseReference) {
   const auto x2 = parDense<V, G>(2, 1, {make<V>(1), make<V>(2)});
   auto y3 = parDense<V, G>(3, 1, {make<V>(1, 1), make<V>(-2), make<V>(3)});
   none.aAxpby(make<V>(5), x2, make<V>(2), y3);
-  EXPECT_EQ(contents(y3.getLocalMatrix()), (std::vector<V>{make<V>(2, 2), make<V>(-4), make<V>(6)}));
+  EXPECT_EQ(contents(y3), (std::vector<V>{make<V>(2, 2), make<V>(-4), make<V>(6)}));
   y3 = parDense<V, G>(3, 1, std::vector<V>(3, poison<V>()));
   none.aAxpby(make<V>(5), x2, V(0), y3);
-  EXPECT_EQ(contents(y3.getLocalMatrix()), std::vector<V>(3, V(0)));
+  EXPECT_EQ(contents(y3), std::vector<V>(3, V(0)));
 }
 
 TEST(ParCSRMatrix, ProductAllocatesNothing) {
@@ -252,7 +250,7 @@ TEST(ParCSRGpu, AssemblyAndProductMatchTheHost) {
   Vector xGpu = x.toDevice(kGpu), yGpu = y.toDevice(kGpu);
   onHost.aAxpby(2.0, x, 3.0, y);
   onGpu.aAxpby(2.0, xGpu, 3.0, yGpu);
-  EXPECT_EQ(contents(yGpu.getLocalMatrix()), contents(y.getLocalMatrix()));
+  EXPECT_EQ(contents(yGpu), contents(y));
 }
 
 }  // namespace

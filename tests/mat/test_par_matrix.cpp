@@ -13,11 +13,6 @@ using namespace velmo::test;
 template <class V>
 using Par = ParMatrixT<V, long, int>;
 
-template <class V>
-std::vector<V> valuesOf(const Par<V>& m) {
-  return contents(m.getLocalMatrix());
-}
-
 template <class P>
 class ParMatrixTyped : public ::testing::Test {};
 TYPED_TEST_SUITE(ParMatrixTyped, AllTypes);
@@ -51,7 +46,7 @@ TYPED_TEST(ParMatrixTyped, NormsAndReductions) {
     EXPECT_DOUBLE_EQ(M::normL1(z), std::sqrt(5.0));
   }
   M::scale(make<V>(0), x);
-  EXPECT_EQ(valuesOf(x), (std::vector<V>{V(0), V(0)}));
+  EXPECT_EQ(contents(x), (std::vector<V>{V(0), V(0)}));
 }
 
 TYPED_TEST(ParMatrixTyped, ResizeAndCopies) {
@@ -76,7 +71,7 @@ TYPED_TEST(ParMatrixTyped, ResizeAndCopies) {
   // Another shape or comm: the target is made anew.
   out.deepCopy(other);
   EXPECT_EQ(other.getComm(), comu::kCommSelf);
-  EXPECT_EQ(valuesOf(other), valuesOf(out));
+  EXPECT_EQ(contents(other), contents(out));
   // To the current device: an alias, so writes show through.
   out.toDevice(kHost).fill(make<V>(7));
   EXPECT_EQ(out.getElementValue(2, 0), make<V>(7));
@@ -89,22 +84,22 @@ TYPED_TEST(ParMatrixTyped, RealImaginaryPartsAndResidual) {
   using RM = ParMatrixT<R, long, int>;
   auto x = parVector<V>({make<V>(1, 2), make<V>(3, -4)});
   const RM re = x.getReal(), im = x.getImag();
-  EXPECT_EQ(contents(im.getLocalMatrix()), is_complex_v<V> ? (std::vector<R>{2, -4}) : (std::vector<R>{0, 0}));
-  EXPECT_EQ(valuesOf(M::createComplex(re, im)), valuesOf(x));
+  EXPECT_EQ(contents(im), is_complex_v<V> ? (std::vector<R>{2, -4}) : (std::vector<R>{0, 0}));
+  EXPECT_EQ(contents(M::createComplex(re, im)), contents(x));
   // The shape comes from im when re is empty; the missing real part is zero.
   RM imOnly(2, 1, kHost, comu::kCommWorld);
   imOnly.fill(R(5));
   const M fromIm = M::createComplex(RM(), imOnly);
   EXPECT_EQ(fromIm.getComm(), comu::kCommWorld);
-  EXPECT_EQ(valuesOf(fromIm), (std::vector<V>(2, make<V>(0, 5))));
+  EXPECT_EQ(contents(fromIm), (std::vector<V>(2, make<V>(0, 5))));
 
   ParCSRMatrixT<V, long, int> A;
   A.createSeq(makeCsr<V>({2, 2, {0, 1, 2}, {0, 1}, {make<V>(2), make<V>(3)}}));
   const auto b = parVector<V>({make<V>(5), make<V>(1)});
   M r;
   EXPECT_DOUBLE_EQ(M::residual(A, parVector<V>({make<V>(1), make<V>(-1)}), b, r), 5.0);
-  EXPECT_EQ(valuesOf(r), (std::vector<V>{make<V>(3), make<V>(4)}));
-  EXPECT_EQ(valuesOf(b), (std::vector<V>{make<V>(5), make<V>(1)}));
+  EXPECT_EQ(contents(r), (std::vector<V>{make<V>(3), make<V>(4)}));
+  EXPECT_EQ(contents(b), (std::vector<V>{make<V>(5), make<V>(1)}));
 }
 
 TEST(ParMatrixDeathTest, OneLocalBlock) {

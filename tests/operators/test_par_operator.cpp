@@ -36,8 +36,6 @@ TYPED_TEST(IdentityRegistration, InThreeRoles) {
   EXPECT_NE(dynamic_cast<Id*>(solver.get()), nullptr);
 }
 
-std::vector<double> valuesOf(const Matrix& v) { return test::contents(v.getLocalMatrix()); }
-
 TEST(ParOperatorIdentity, CopiesItsInputInEveryRole) {
   Identity identity;
   EXPECT_EQ(identity.getRows(), 0);
@@ -48,13 +46,13 @@ TEST(ParOperatorIdentity, CopiesItsInputInEveryRole) {
   identity.matVec(x, z);
   identity.precondition(x, w);
   x.fill(0.0);  // copies, not aliases
-  for (const Matrix* out : {&y, &z, &w}) EXPECT_EQ(valuesOf(*out), (std::vector<double>{1, -2, 3}));
+  for (const Matrix* out : {&y, &z, &w}) EXPECT_EQ(test::contents(*out), (std::vector<double>{1, -2, 3}));
 
   // As a solver it applies its preconditioner once and leaves the counters alone.
   int iter = -7;
   double res = -1.5;
   identity.solve(identity, identity, test::parVector<double>({4, 5}), y, iter, res);
-  EXPECT_EQ(valuesOf(y), (std::vector<double>{4, 5}));
+  EXPECT_EQ(test::contents(y), (std::vector<double>{4, 5}));
   EXPECT_EQ(std::make_pair(iter, res), std::make_pair(-7, -1.5));
 }
 
@@ -77,7 +75,7 @@ TEST(ParSolver, ShortSolveHoldsTheDefaultPreconditioner) {
   int iter = 0;
   double res = 0;
   solver->solve(A, b, x, iter, res);
-  EXPECT_EQ(valuesOf(x), (std::vector<double>{1, 2}));
+  EXPECT_EQ(test::contents(x), (std::vector<double>{1, 2}));
   auto held = solver->getPreconditioner();
   EXPECT_NE(dynamic_cast<Identity*>(held.get()), nullptr);
   solver->solve(A, b, x, iter, res);
@@ -85,7 +83,7 @@ TEST(ParSolver, ShortSolveHoldsTheDefaultPreconditioner) {
 
   solver->setPreconditioner(std::make_shared<Doubler>());
   solver->solve(A, b, x, iter, res);
-  EXPECT_EQ(valuesOf(x), (std::vector<double>{2, 4}));
+  EXPECT_EQ(test::contents(x), (std::vector<double>{2, 4}));
 }
 
 // Exposes the shared solver fields and drives the three log functions.

@@ -22,6 +22,12 @@ TEST(DeviceParsing, WordsAndOrdinals) {
   EXPECT_THROW(Device("cuda:x"), std::invalid_argument);
   EXPECT_THROW(Device("cuda:"), std::invalid_argument);
   EXPECT_THROW(Device("cuda:99999999999"), std::out_of_range);
+  // The name takes no part in equality or order.
+  Device renamed(1, 0);
+  renamed.name = "other";
+  EXPECT_EQ(renamed, Device("cuda:0"));
+  EXPECT_LT(Device(0, 5), Device(1, 0));
+  EXPECT_EQ(Device(7, 1).name, "cpu");
 }
 
 TEST(DeviceParsing, UnknownWordNamesTheHostAndDropsTheOrdinal) {
@@ -32,16 +38,6 @@ TEST(DeviceParsing, UnknownWordNamesTheHostAndDropsTheOrdinal) {
     EXPECT_EQ(d, Device(0, 0));
     EXPECT_EQ(d.name, "cpu");
   }
-}
-
-TEST(DeviceIdentity, NameTakesNoPartInEquality) {
-  Device odd(7, 1);
-  EXPECT_EQ(odd.name, "cpu");
-  EXPECT_EQ(odd.type, 7);
-  Device renamed(1, 0);
-  renamed.name = "other";
-  EXPECT_EQ(renamed, Device("cuda:0"));
-  EXPECT_LT(Device(0, 5), Device(1, 0));
 }
 
 TEST(DeviceMemory, HostCopiesAndHipBehaviour) {

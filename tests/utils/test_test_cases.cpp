@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 
 #include "LogCapture.h"
 #include "TestHelpers.h"
@@ -13,6 +12,7 @@
 namespace {
 
 using namespace velmo;
+using test::writeFile;
 
 template <class V, class G = long>
 struct System {
@@ -89,12 +89,6 @@ TEST(PoissonFDM, LogsItsProgressInOrder) {
                                             "finish add values to A", "finish assemble to A",
                                             "finish add values to b", "A nnz 33", "finish assemble to b",
                                             "End assembling poisson A and b"}));
-}
-
-std::string writeFile(const std::string& name, const std::string& text) {
-  std::string path = testing::TempDir() + name;
-  std::ofstream(path) << text;
-  return path;
 }
 
 TEST(MatrixMarketCase, ReadsTheSystemAndDefaultsMissingVectors) {
