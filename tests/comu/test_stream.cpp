@@ -8,7 +8,7 @@
 #include "comu/MatrixStream.h"
 #include "comu/Stream.h"
 
-namespace {
+namespace stream_test {
 
 using namespace velmo;
 using comu::Stream;
@@ -136,4 +136,4 @@ TEST(Stream, SparseMatrixLayoutAndRoundTrip) {
   EXPECT_EQ(back.getRowPtr(), nullptr);
 }
 
-}  // namespace
+}  // namespace stream_test

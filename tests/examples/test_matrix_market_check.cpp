@@ -5,7 +5,7 @@
 #include "MatrixMarketCheck.h"
 #include "TestHelpers.h"
 
-namespace {
+namespace matrix_market_check_test {
 
 using namespace velmo::driver;
 using velmo::test::writeFile;
@@ -67,4 +67,4 @@ TEST(ArrayCheck, CountsValuesAcrossLines) {
   expectError(writeFile("shape.mtx", "2 1 5\n"), "1", "rows and cols", false);
 }
 
-}  // namespace
+}  // namespace matrix_market_check_test

@@ -9,7 +9,7 @@
 
 #include "TestHelpers.h"
 
-namespace {
+namespace velmo_solve_test {
 
 using velmo::test::writeFile;
 
@@ -120,4 +120,4 @@ TEST(VelmoSolve, UnconvergedSolveHasItsOwnExitCode) {
   EXPECT_NE(run.output.find("converged:           no"), std::string::npos);
 }
 
-}  // namespace
+}  // namespace velmo_solve_test

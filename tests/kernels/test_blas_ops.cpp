@@ -6,7 +6,7 @@
 #include "TestHelpers.h"
 #include "kernels/BlasOps.h"
 
-namespace {
+namespace blas_ops_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -117,4 +117,4 @@ TEST(BlasOps, OddCases) {
   EXPECT_EQ(cd[0], Complex<double>(1.5, -2.0));
 }
 
-}  // namespace
+}  // namespace blas_ops_test

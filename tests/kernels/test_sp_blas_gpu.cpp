@@ -5,7 +5,7 @@
 
 // The relaxation kernels over column-block views against the host oracle. Products, sums and
 // builders on the device are compared through CSRMatrixT and ParCSRMatrixT.
-namespace {
+namespace sp_blas_gpu_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -61,4 +61,4 @@ TYPED_TEST(SpBlasGpu, RelaxationMatchesHost) {
   expectAllNear(norm, contents(dNorm), 1e3);
 }
 
-}  // namespace
+}  // namespace sp_blas_gpu_test

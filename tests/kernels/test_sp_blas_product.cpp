@@ -4,7 +4,7 @@
 #include "SparseTestHelpers.h"
 #include "kernels/SpBlasOps.h"
 
-namespace {
+namespace sp_blas_product_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -164,4 +164,4 @@ TYPED_TEST(SpBlasProduct, SortTransposeAndScale) {
   }
 }
 
-}  // namespace
+}  // namespace sp_blas_product_test

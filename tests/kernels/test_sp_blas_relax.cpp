@@ -4,7 +4,7 @@
 #include "SparseTestHelpers.h"
 #include "kernels/SpBlasOps.h"
 
-namespace {
+namespace sp_blas_relax_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -135,4 +135,4 @@ TYPED_TEST(SpBlasRelax, RowNormsAndDiagonalAcrossBlocks) {
   EXPECT_EQ(diag, vec<V>({7, 0, 11}));
 }
 
-}  // namespace
+}  // namespace sp_blas_relax_test

@@ -5,7 +5,7 @@
 #include "SparseTestHelpers.h"
 #include "kernels/SpBlasOps.h"
 
-namespace {
+namespace sp_blas_structure_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -163,4 +163,4 @@ TYPED_TEST(SpBlasStructure, ElementAccessAndCounts) {
   EXPECT_EQ(colCount, (std::vector<I>{0, 2, 0, 2}));
 }
 
-}  // namespace
+}  // namespace sp_blas_structure_test

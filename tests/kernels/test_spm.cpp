@@ -5,7 +5,7 @@
 #include "TestHelpers.h"
 #include "kernels/spm/spm.h"
 
-namespace {
+namespace spm_test {
 
 using Policy = spm::RangePolicy<spm::OpenMP>;
 
@@ -91,4 +91,4 @@ TEST(Reducers, MaxJoinTakesTheNewerValueWhenUnordered) {
   EXPECT_EQ(a, 2.0);
 }
 
-}  // namespace
+}  // namespace spm_test

@@ -8,7 +8,7 @@
 #include "SparseTestHelpers.h"
 #include "mat/ParCSRMatrix.h"
 
-namespace {
+namespace assembly_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -169,4 +169,4 @@ TYPED_TEST(Assembly, DenseFormByRowAndColumn) {
   EXPECT_EQ(contents(w), (std::vector<V>{b, o, o, o, o, a}));
 }
 
-}  // namespace
+}  // namespace assembly_test

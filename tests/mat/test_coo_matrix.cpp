@@ -4,7 +4,7 @@
 #include "SparseTestHelpers.h"
 #include "mat/COOMatrix.h"
 
-namespace {
+namespace coo_matrix_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -110,4 +110,4 @@ TEST(COOMatrix, SplitRowsSharesRowsUnderLocalNumbers) {
   EXPECT_EQ(hostOf(local).col, (std::vector<int>{7, 2}));
 }
 
-}  // namespace
+}  // namespace coo_matrix_test

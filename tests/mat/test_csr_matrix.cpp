@@ -4,7 +4,7 @@
 #include "SparseTestHelpers.h"
 #include "mat/Partitioner.h"
 
-namespace {
+namespace csr_matrix_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -242,4 +242,4 @@ TEST(CSRMatrixGpu, DeviceMatchesHost) {
   EXPECT_EQ(toDense(Csr<V>::mergeCols(partition(50), blocks)), toDense(a));
 }
 
-}  // namespace
+}  // namespace csr_matrix_test

@@ -5,7 +5,7 @@
 
 #include "TestHelpers.h"
 
-namespace {
+namespace matrix_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -262,4 +262,4 @@ TEST(MatrixMergeRows, EmptyBlocksAreSkippedAndTheRestChecked) {
   EXPECT_DEATH(M::mergeRows(p, {M(), M(0, 4, kHost)}), "Check failed: rows == partitioner.getGlobalSize\\(\\) ");
 }
 
-}  // namespace
+}  // namespace matrix_test

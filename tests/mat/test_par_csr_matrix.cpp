@@ -23,7 +23,7 @@ void* operator new(std::size_t bytes) {
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
-namespace {
+namespace par_csr_matrix_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -253,4 +253,4 @@ TEST(ParCSRGpu, AssemblyAndProductMatchTheHost) {
   EXPECT_EQ(contents(yGpu), contents(y));
 }
 
-}  // namespace
+}  // namespace par_csr_matrix_test

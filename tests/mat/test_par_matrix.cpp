@@ -5,7 +5,7 @@
 #include "SparseTestHelpers.h"
 #include "mat/ParCSRMatrix.h"
 
-namespace {
+namespace par_matrix_test {
 
 using namespace velmo;
 using namespace velmo::test;
@@ -107,4 +107,4 @@ TEST(ParMatrixDeathTest, OneLocalBlock) {
                "Check failed: localMat.size\\(\\) == 1 only support localMat.size == 1");
 }
 
-}  // namespace
+}  // namespace par_matrix_test

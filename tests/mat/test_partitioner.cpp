@@ -2,7 +2,7 @@
 
 #include "TestHelpers.h"
 
-namespace {
+namespace partitioner_test {
 
 using velmo::PartitionerT;
 using velmo::test::partsOf;
@@ -69,4 +69,4 @@ TEST(PartitionerLong, WideIndicesWithA32BitQuotient) {
   EXPECT_EQ(local, 1500000000);
 }
 
-}  // namespace
+}  // namespace partitioner_test

@@ -10,7 +10,7 @@
 #include "precond/ParLevelTransfer.h"
 #include "utils/Factory.h"
 
-namespace {
+namespace par_operator_test {
 
 using namespace velmo;
 using test::LogCapture;
@@ -140,4 +140,4 @@ TEST(ParOperatorFactories, Keys) {
   EXPECT_EQ((ParAggregatorT<double, long, int>::getFactory().getKey()), "aggregator_type");
 }
 
-}  // namespace
+}  // namespace par_operator_test

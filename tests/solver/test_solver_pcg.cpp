@@ -6,7 +6,7 @@
 #include "solver/SolverPCG.h"
 #include "utils/Factory.h"
 
-namespace {
+namespace solver_pcg_test {
 
 using namespace velmo;
 using test::kHost;
@@ -148,4 +148,4 @@ TEST(PCG, VerboseTablePrintsTheHeaderAndRows) {
       << o.out;
 }
 
-}  // namespace
+}  // namespace solver_pcg_test

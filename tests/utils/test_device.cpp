@@ -6,7 +6,7 @@
 #include "TestHelpers.h"
 #include "utils/Device.h"
 
-namespace {
+namespace device_test {
 
 using velmo::Device;
 
@@ -82,4 +82,4 @@ TEST(DeviceTable, HoldsTheHostAndOneEntryPerGpu) {
   EXPECT_EQ(Device::getDeviceInfoMap().size(), devices.size());
 }
 
-}  // namespace
+}  // namespace device_test

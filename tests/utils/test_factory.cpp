@@ -7,7 +7,7 @@
 #include "LogCapture.h"
 #include "utils/Factory.h"
 
-namespace {
+namespace factory_test {
 
 using velmo::Factory;
 using velmo::FactoryRegisterer;
@@ -76,4 +76,4 @@ TEST(FactoryDeathTest, ConfigWithoutKeyStops) {
                "Check failed: json.contains\\(key\\) json null not contains key shape_type");
 }
 
-}  // namespace
+}  // namespace factory_test

@@ -9,7 +9,7 @@
 #include "utils/TestCaseMatrixMarket.h"
 #include "utils/TestCasePoissonFDM.h"
 
-namespace {
+namespace test_cases_test {
 
 using namespace velmo;
 using test::writeFile;
@@ -114,4 +114,4 @@ TEST(MatrixMarketCase, MissingFileStops) {
   EXPECT_DEATH(generate<double>(config), "MatrixMarket: can not open .*nowhere.mtx");
 }
 
-}  // namespace
+}  // namespace test_cases_test

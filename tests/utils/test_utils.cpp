@@ -4,7 +4,7 @@
 #include "TestHelpers.h"
 #include "utils/Utils.h"
 
-namespace {
+namespace utils_test {
 
 using velmo::string_printf;
 using velmo::stringSplit;
@@ -56,4 +56,4 @@ TEST(LoadPlugin, LogsTheHandleAndReturnsEvenOnFailure) {
   EXPECT_NE(log.find("load plugin libm.so.6 result 0x"), std::string::npos) << log;
 }
 
-}  // namespace
+}  // namespace utils_test
