@@ -1,7 +1,5 @@
 #pragma once
 
-#include <omp.h>
-
 #include <algorithm>
 #include <limits>
 #include <vector>
@@ -90,17 +88,15 @@ namespace detail {
 // on the calling thread, which gives the same bits.
 constexpr long kTeamThreshold = 4096;
 
+// Runs chunk(ctx, k) for every k < c: chunk k on thread k of a team, or all in order on the
+// caller for small ranges and nested calls. One region in spm.cpp serves every kernel, so no
+// instantiation carries an OpenMP region of its own; the call per chunk costs nothing per
+// element.
+void runChunks(long n, int c, void (*chunk)(const void* ctx, int k), const void* ctx);
+
 template <class ChunkFn>
 void runChunks(long n, int c, const ChunkFn& runChunk) {
-  if (c == 1 || n < kTeamThreshold || omp_in_parallel()) {
-    for (int k = 0; k < c; ++k) runChunk(k);
-    return;
-  }
-#pragma omp parallel num_threads(c)
-  {
-    // A team smaller than asked still runs every chunk exactly once.
-    for (int k = omp_get_thread_num(); k < c; k += omp_get_num_threads()) runChunk(k);
-  }
+  runChunks(n, c, [](const void* ctx, int k) { (*static_cast<const ChunkFn*>(ctx))(k); }, &runChunk);
 }
 
 }  // namespace detail
