@@ -5,6 +5,7 @@
 #include <iomanip>
 #include <ios>
 
+#include "operators/OperatorTypes.h"
 #include "utils/Factory.h"
 
 namespace velmo {
@@ -86,14 +87,7 @@ void ParSolverT<Value, GlobalIndex, LocalIndex>::finishSolve(int iter, int max_i
   template class ParOpBaseT<V, G, L>;           \
   template class ParOperatorIdentityT<V, G, L>;
 
-VELMO_INSTANTIATE_OPERATORS(float, long, int)
-VELMO_INSTANTIATE_OPERATORS(double, long, int)
-VELMO_INSTANTIATE_OPERATORS(Complex<float>, long, int)
-VELMO_INSTANTIATE_OPERATORS(Complex<double>, long, int)
-VELMO_INSTANTIATE_OPERATORS(float, int, int)
-VELMO_INSTANTIATE_OPERATORS(double, int, int)
-VELMO_INSTANTIATE_OPERATORS(Complex<float>, int, int)
-VELMO_INSTANTIATE_OPERATORS(Complex<double>, int, int)
+VELMO_FOR_EACH_OPERATOR_TYPE(VELMO_INSTANTIATE_OPERATORS)
 
 #undef VELMO_INSTANTIATE_OPERATORS
 

@@ -1,3 +1,4 @@
+#include "operators/OperatorTypes.h"
 #include "precond/ParLevelTransfer.h"
 
 #include "utils/Factory.h"
@@ -48,14 +49,7 @@ Factory<ParAggregatorT<V, G, L>>& ParAggregatorT<V, G, L>::getFactory() {
   template class ParInterpolatorT<V, G, L>;   \
   template class ParAggregatorT<V, G, L>;
 
-VELMO_INSTANTIATE_TRANSFER(float, long, int)
-VELMO_INSTANTIATE_TRANSFER(double, long, int)
-VELMO_INSTANTIATE_TRANSFER(Complex<float>, long, int)
-VELMO_INSTANTIATE_TRANSFER(Complex<double>, long, int)
-VELMO_INSTANTIATE_TRANSFER(float, int, int)
-VELMO_INSTANTIATE_TRANSFER(double, int, int)
-VELMO_INSTANTIATE_TRANSFER(Complex<float>, int, int)
-VELMO_INSTANTIATE_TRANSFER(Complex<double>, int, int)
+VELMO_FOR_EACH_OPERATOR_TYPE(VELMO_INSTANTIATE_TRANSFER)
 
 #undef VELMO_INSTANTIATE_TRANSFER
 
