@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "comu/Communicator.h"
+#include "comu/Transport.h"
 #include "mat/COOMatrix.h"
 #include "mat/Partitioner.h"
 

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <vector>
 
-#include "comu/Communicator.h"
+#include "comu/Transport.h"
 #include "kernels/RawMat.h"
 #include "mat/COOMatrix.h"
 #include "mat/CSRMatrix.h"

@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "comu/Communicator.h"
+#include "comu/Transport.h"
 
 namespace velmo {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "comu/Communicator.h"
+#include "comu/Transport.h"
 #include "mat/ParMatrix.h"
 #include "utils/Device.h"
 #include "utils/FactoryFwd.h"
