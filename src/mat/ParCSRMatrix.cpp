@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "kernels/BlasOps.h"
+#include "mat/ParMatrixTypes.h"
 #include "mat/Assembly.h"
 
 namespace velmo {
@@ -332,17 +333,8 @@ void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::exchangeMatVec(const ParMatr
   }
 }
 
-template class ParCSRMatrixT<int, int, int>;
-template class ParCSRMatrixT<long, int, int>;
-template class ParCSRMatrixT<float, int, int>;
-template class ParCSRMatrixT<double, int, int>;
-template class ParCSRMatrixT<Complex<float>, int, int>;
-template class ParCSRMatrixT<Complex<double>, int, int>;
-template class ParCSRMatrixT<int, long, int>;
-template class ParCSRMatrixT<long, long, int>;
-template class ParCSRMatrixT<float, long, int>;
-template class ParCSRMatrixT<double, long, int>;
-template class ParCSRMatrixT<Complex<float>, long, int>;
-template class ParCSRMatrixT<Complex<double>, long, int>;
+#define VELMO_INSTANTIATE_PAR_CSR_MATRIX(Value, GlobalIndex) template class ParCSRMatrixT<Value, GlobalIndex, int>;
+VELMO_FOR_EACH_PAR_MATRIX_TYPE(VELMO_INSTANTIATE_PAR_CSR_MATRIX)
+#undef VELMO_INSTANTIATE_PAR_CSR_MATRIX
 
 }  // namespace velmo

@@ -6,6 +6,7 @@
 
 #include "kernels/BlasOps.h"
 #include "mat/Assembly.h"
+#include "mat/ParMatrixTypes.h"
 #include "operators/ParOperator.h"
 
 namespace velmo {
@@ -322,17 +323,8 @@ ParMatrixT<Value, GlobalIndex, LocalIndex> ParMatrixT<Value, GlobalIndex, LocalI
   return result;
 }
 
-template class ParMatrixT<int, int, int>;
-template class ParMatrixT<long, int, int>;
-template class ParMatrixT<float, int, int>;
-template class ParMatrixT<double, int, int>;
-template class ParMatrixT<Complex<float>, int, int>;
-template class ParMatrixT<Complex<double>, int, int>;
-template class ParMatrixT<int, long, int>;
-template class ParMatrixT<long, long, int>;
-template class ParMatrixT<float, long, int>;
-template class ParMatrixT<double, long, int>;
-template class ParMatrixT<Complex<float>, long, int>;
-template class ParMatrixT<Complex<double>, long, int>;
+#define VELMO_INSTANTIATE_PAR_MATRIX(Value, GlobalIndex) template class ParMatrixT<Value, GlobalIndex, int>;
+VELMO_FOR_EACH_PAR_MATRIX_TYPE(VELMO_INSTANTIATE_PAR_MATRIX)
+#undef VELMO_INSTANTIATE_PAR_MATRIX
 
 }  // namespace velmo
