@@ -405,13 +405,16 @@ void CSRMatrixT<Value, LocalIndex>::matadd(const Value& alpha, const CSRMatrixT&
   CHECK(A.getRows() == B.getRows() && A.getCols() == B.getCols()) << "add: A and B must has same dim";
   CHECK(A.getDevice() == B.getDevice()) << "add: A and B must on the same device";
 
-  const Device device = A.getDevice();
-  if (C.getRows() != A.getRows() || C.getCols() != A.getCols() || C.getDevice() != device) {
-    C.create(A.getRows(), A.getCols(), 0, device);
+  // Held here because C may be A or B, and then gets a new implementation.
+  const CSRMatrixT srcA = A, srcB = B;
+  const Device device = srcA.getDevice();
+  if (C.m_impl == srcA.m_impl || C.m_impl == srcB.m_impl || C.getRows() != srcA.getRows() ||
+      C.getCols() != srcA.getCols() || C.getDevice() != device) {
+    C.create(srcA.getRows(), srcA.getCols(), 0, device);
   }
   CSRMatrixT scratch;
-  scratch.create(A.getRows(), A.getCols(), A.getNnzs() + B.getNnzs(), device);
-  const RawMat a = A.getRawMat(), b = B.getRawMat(), s = scratch.getRawMat();
+  scratch.create(srcA.getRows(), srcA.getCols(), srcA.getNnzs() + srcB.getNnzs(), device);
+  const RawMat a = srcA.getRawMat(), b = srcB.getRawMat(), s = scratch.getRawMat();
   C.buildTwoPass([&](RawMat c) { SpBlasOps<Value, LocalIndex>::csr_matadd(device, alpha, a, beta, b, c, s); });
 }
 

@@ -120,7 +120,8 @@ class CSRMatrixT {
   static void scale(CSRMatrixT& A, const Value& alpha);
   // Output rows come out sorted.
   void transpose(CSRMatrixT& out) const;
-  // C = alpha A + beta B. Sorts the rows of A and B in place; C must hold no entries.
+  // C = alpha A + beta B. Sorts the rows of A and B in place; C must hold no entries, or be
+  // A or B.
   static void matadd(const Value& alpha, const CSRMatrixT& A, const Value& beta, const CSRMatrixT& B,
                      CSRMatrixT& C);
   // C = this B, columns in order of first touch; C must be another matrix, holding no entries.

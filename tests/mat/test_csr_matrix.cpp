@@ -178,6 +178,10 @@ TEST(CSRMatrix, ProductsSumsAndTransposeMatchDense) {
   std::vector<V> expected(da.size());
   for (size_t k = 0; k < da.size(); ++k) expected[k] = alpha * da[k] + beta * dc[k];
   EXPECT_EQ(toDense(sum), expected);
+  // Over one of its operands, as a running sum is built.
+  Csr<V> acc = makeCsr(ha);
+  Csr<V>::matadd(alpha, acc, beta, c, acc);
+  EXPECT_EQ(toDense(acc), expected);
   // With one operand empty the result is a scaled copy that shares nothing with the other.
   Csr<V>::matadd(alpha, Csr<V>(), beta, c, sum);
   EXPECT_NE(sum.getValues(), c.getValues());
