@@ -169,7 +169,37 @@ class ParCSRMatrixT : public ParMatrixFreeT<Value, GlobalIndex, LocalIndex> {
   void exchangeMatVec(const ParMatrix& x, const BlockFn& localFn, const BlockFn& remoteFn,
                       const std::function<void()>& finishFn, AsyncMatVecObject* async);
   // The per-matrix setup of a product; there is none with one rank.
-  void prepareMatVec(bool /*force*/) {}
+  void prepareMatVec(bool /*force*/) const {}
+
+  // Algebra on whole matrices, block by block. A result handed in may be one of the
+  // operands. Products leave their rows unsorted: sortRows sorts every block.
+
+  // C = this B: block r of this matrix meets the rows of B held by rank r. This rank's rows
+  // of B are shared, not copied; a product without entries leaves C without blocks.
+  void multiply(const ParCSRMatrixT& B, ParCSRMatrixT& C) const;
+  ParCSRMatrixT multiply(const ParCSRMatrixT& B) const;
+  // Rows and columns swap partitioners; each transposed block goes to the owner of its
+  // column part.
+  void transpose(ParCSRMatrixT& out) const;
+  ParCSRMatrixT transpose() const;
+  // Z = alpha X + beta Y; sorts the rows of X and Y in place.
+  static void matadd(Value alpha, const ParCSRMatrixT& X, Value beta, const ParCSRMatrixT& Y, ParCSRMatrixT& Z);
+  // A = alpha A, alpha diag(D) A and alpha A diag(D), in place on the storage the blocks
+  // share with other handles. matmul_aAD leaves each block's x holding its columns' factors.
+  static void scale(ParCSRMatrixT& A, Value alpha);
+  static void matmul_aDA(Value alpha, const ParMatrix& D, ParCSRMatrixT& A);
+  static void matmul_aAD(Value alpha, const ParMatrix& D, ParCSRMatrixT& A);
+  // (sum over all blocks of |a|^p)^(1/p) for each row.
+  void rowNorm(typename ParMatrix::RealParMatrix& out, double p) const;
+  typename ParMatrix::RealParMatrix rowNorm(double p) const;
+  // The diagonal by rows (`dim` 0, the only one); 0 where no entry is stored. `out` keeps its
+  // storage when it already fits.
+  void getDiag(ParMatrix& out, int dim) const;
+  ParMatrix getDiag(int dim) const;
+  // The own block's diagonal becomes alpha x + beta y a (CSRMatrixT::axpbyDiag) in a new
+  // block; other handles of the old block keep it. An empty x or y is allowed.
+  static void axpbyDiag(Value alpha, const ParMatrix& x, Value beta, const ParMatrix& y, ParCSRMatrixT& A);
+  void sortRows();
 
  private:
   // The block holding (row, col) and the entry's position in it; null when the row is owned
