@@ -5,8 +5,8 @@
 #include <cstdlib>
 
 #include "kernels/BlasOps.h"
-#include "mat/ParMatrixTypes.h"
 #include "mat/Assembly.h"
+#include "mat/ParMatrixTypes.h"
 
 namespace velmo {
 

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <istream>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <ostream>
+#include <string>
 #include <vector>
 
 #include "comu/Transport.h"
@@ -148,6 +151,25 @@ class ParCSRMatrixT : public ParMatrixFreeT<Value, GlobalIndex, LocalIndex> {
   void endAssemble();
   // Row i of `a` is global row i; `a` is copied to the host for reading if needed.
   void createByAssemble(const CSRMatrixT<Value, GlobalIndex>& a, int comm = comu::kCommSelf);
+
+  // Input and output; gather and scatter are collective over the comm.
+  //
+  // The whole matrix at `root`, on this matrix's device; an empty matrix on the other ranks
+  // and for a zero dimension.
+  LocalMatrix gather(int root) const;
+  // This matrix becomes the distributed form of `a`, on a's device: every rank gives a's shape,
+  // the root its entries.
+  void scatter(int root, int comm, const LocalMatrix& a);
+  // One Matrix Market coordinate file per block, "<base>.part<rank>+<block>.<ranks>.mtx", where
+  // the base is `name` up to ".mtx"; columns count from the start of the block's part. The
+  // matrix must be on the host. Failed writes are not reported.
+  void saveToFile(const std::string& name) const;
+  // A readable dump of every block as a dense array; not a file format.
+  void saveToStream(std::ostream& os) const;
+  // One coordinate file as this rank's rows, one column part, on comm 0x44000000. A stream
+  // already failed, or a file that does not open, leaves the matrix unchanged.
+  void loadFromFile(const std::string& name);
+  void loadFromStream(std::istream& is);
 
   // Change or read an entry of the stored pattern, by global index; nothing is inserted.
   // Entries of rows owned elsewhere or of missing blocks are not written (false) or not

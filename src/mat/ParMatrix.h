@@ -1,6 +1,9 @@
 #pragma once
 
+#include <istream>
 #include <memory>
+#include <ostream>
+#include <string>
 #include <vector>
 
 #include "comu/Transport.h"
@@ -103,6 +106,23 @@ class ParMatrixT {
   void endAssemble();
   // Row i of `a` is global row i, so equal input on every rank gives the same matrix.
   void createByAssemble(const MatrixT<Value, GlobalIndex, MatrixLayoutRowMajor>& a, int comm = comu::kCommSelf);
+
+  // Input and output; gather and scatter are collective over the comm.
+  //
+  // The whole matrix at `root`, on this matrix's device; an empty matrix on the other ranks
+  // and for a zero dimension.
+  LocalMatrix gather(int root) const;
+  // This matrix becomes the distributed form of `a`, on a's device: every rank gives a's shape,
+  // the root its elements.
+  void scatter(int root, int comm, const LocalMatrix& a);
+  // The local rows as a Matrix Market array, "<base>.part0+<rank>.<ranks>.mtx", where the base
+  // is `name` up to ".mtx". Failed writes are not reported.
+  void saveToFile(const std::string& name) const;
+  void saveToStream(std::ostream& os) const;
+  // One array file as this rank's rows, on comm 0x44000000. A stream already failed, or a file
+  // that does not open, leaves the matrix unchanged.
+  void loadFromFile(const std::string& name);
+  void loadFromStream(std::istream& is);
 
   void fill(Value v) { m_impl->localMat.fill(v); }
 
