@@ -10,6 +10,7 @@
 #include "TestHelpers.h"
 #include "kernels/RawMat.h"
 #include "mat/CSRMatrix.h"
+#include "mat/ParCSRMatrix.h"
 
 // Compressed rows held in host vectors: written by hand, generated, read back from a
 // CSRMatrixT, and viewed as the raw records the kernels take. Generated values are small
@@ -155,6 +156,28 @@ COT_SpMVCSRRawMat<V, I> spmvView(const COT_CSRRawMat<V, I>& r, long rowOffset, l
                                  V* x = nullptr) {
   return {r.rows, r.cols, r.nnzs, 0, r.row_ptr, r.row_end, r.col_idx, r.values, I(rowOffset), I(colOffset),
           I(rank), x, nullptr};
+}
+
+// One part of rows holding the dense row-major `d`, its columns cut into `colParts` parts.
+template <class V, class G>
+ParCSRMatrixT<V, G, int> parOf(const std::vector<V>& d, int rows, int cols, int colParts) {
+  std::vector<std::vector<std::pair<int, V>>> entries(static_cast<size_t>(rows));
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < cols; ++j)
+      if (d[size_t(i) * cols + j] != V(0)) entries[size_t(i)].push_back({j, d[size_t(i) * cols + j]});
+  std::vector<CSRMatrixT<V, int>> blocks;
+  makeCsr(HostCsr<V>(rows, cols, entries)).splitCols(partsOf<G>(cols, colParts), blocks);
+  ParCSRMatrixT<V, G, int> m;
+  m.create(partsOf<G>(rows, 1), partsOf<G>(cols, colParts), blocks, kHost);
+  return m;
+}
+
+// This rank's rows over all columns; empty when the matrix holds no entry.
+template <class V, class G>
+std::vector<V> localDense(const ParCSRMatrixT<V, G, int>& m) {
+  std::vector<CSRMatrixT<V, int>> blocks;
+  for (int p = 0; p < m.getColPartitioner().getNumParts(); ++p) blocks.push_back(m.getLocalMatrix(p));
+  return toDense(CSRMatrixT<V, int>::mergeCols(m.getColPartitioner(), blocks));
 }
 
 }  // namespace velmo::test

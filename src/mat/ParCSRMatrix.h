@@ -223,6 +223,11 @@ class ParCSRMatrixT : public ParMatrixFreeT<Value, GlobalIndex, LocalIndex> {
   static void axpbyDiag(Value alpha, const ParMatrix& x, Value beta, const ParMatrix& y, ParCSRMatrixT& A);
   void sortRows();
 
+  // Purely local relaxation on the own block: remote blocks are ignored and nothing is
+  // exchanged. A rank without an own block leaves x as it is.
+  void sor(const ParMatrix& b, ParMatrix& x, Value omega, bool forward) const;
+  void jacobi(const ParMatrix& b, ParMatrix& x, Value omega) const;
+
  private:
   // The block holding (row, col) and the entry's position in it; null when the row is owned
   // elsewhere, the block is missing or the matrix has no partition.

@@ -12,28 +12,6 @@ using namespace velmo::test;
 template <class V, class G>
 using Par = ParCSRMatrixT<V, G, int>;
 
-// One part of rows holding the dense row-major `d`, its columns cut into `colParts` parts.
-template <class V, class G>
-Par<V, G> parOf(const std::vector<V>& d, int rows, int cols, int colParts) {
-  std::vector<std::vector<std::pair<int, V>>> entries(static_cast<size_t>(rows));
-  for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < cols; ++j)
-      if (d[size_t(i) * cols + j] != V(0)) entries[size_t(i)].push_back({j, d[size_t(i) * cols + j]});
-  std::vector<CSRMatrixT<V, int>> blocks;
-  makeCsr(HostCsr<V>(rows, cols, entries)).splitCols(partsOf<G>(cols, colParts), blocks);
-  Par<V, G> m;
-  m.create(partsOf<G>(rows, 1), partsOf<G>(cols, colParts), blocks, kHost);
-  return m;
-}
-
-// This rank's rows over all columns; empty when the matrix holds no entry.
-template <class V, class G>
-std::vector<V> localDense(const Par<V, G>& m) {
-  std::vector<CSRMatrixT<V, int>> blocks;
-  for (int p = 0; p < m.getColPartitioner().getNumParts(); ++p) blocks.push_back(m.getLocalMatrix(p));
-  return toDense(CSRMatrixT<V, int>::mergeCols(m.getColPartitioner(), blocks));
-}
-
 template <class V>
 std::vector<V> transposed(const std::vector<V>& d, int rows, int cols) {
   std::vector<V> t(d.size());

@@ -1,0 +1,96 @@
+#include "precond/ParSmootherJacobi.h"
+
+#include <glog/logging.h>
+
+#include "operators/OperatorTypes.h"
+#include "utils/Factory.h"
+
+namespace velmo {
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
+  if (!params.is_object()) return;
+  if (params.contains("relax")) relax = params["relax"].template get<double>();
+  if (params.contains("nsweeps")) nsweeps = params["nsweeps"].template get<int>();
+  if (params.contains("initial_zero")) initial_zero = params["initial_zero"].template get<bool>();
+  if (params.contains("max_iters")) max_iters = params["max_iters"].template get<int>();
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::keepMatrix(const ParMatrixFree& A) {
+  const auto* csr = dynamic_cast<const ParCSRMatrix*>(&A);
+  // The wording is shared by every smoother.
+  CHECK(csr != nullptr) << "ParSOR setup should be a ParCSRMatrix!";
+  matrix = *csr;
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::setup(const ParMatrixFree& A) {
+  keepMatrix(A);
+  matrix.getDiag(invDiag, 0);
+  ParMatrix::reciprocal(Value(1.0), invDiag);
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::sweep(const ParMatrix& b, ParMatrix& x) {
+  lastResidual = ParMatrix::residual(matrix, x, b, r);
+  ParMatrix::axypbz(Value(relax), invDiag, r, Value(1.0), x);
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::sweeps(const ParMatrix& b, ParMatrix& x, const char* role,
+                                                                 bool count) {
+  for (int s = 0; s < nsweeps; ++s) {
+    if (count) ++sweepCount;
+    sweep(b, x);
+    if (this->verbose != 0) LOG(INFO) << role << s << " " << ParMatrix::residual(matrix, x, b, r);
+  }
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::smooth(const ParMatrix& b, ParMatrix& x) {
+  sweeps(b, x, "smooth ", false);
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::precondition(const ParMatrix& b, ParMatrix& x) {
+  if (initial_zero) x.fill(Value(0));
+  if (max_iters > 0 && max_iters <= sweepCount) {
+    b.deepCopy(x);
+    return;
+  }
+  sweeps(b, x, "precondition ", true);
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditioner& /*M*/, ParMatrixFree& /*A*/,
+                                                                const ParMatrix& b, ParMatrix& x, int& iters,
+                                                                double& relres) {
+  const double bnorm = ParMatrix::normL2(b);
+  const double r0 = ParMatrix::residual(matrix, x, b, r);
+  if (this->max_its < 1) {
+    iters = 1;
+    relres = r0 / bnorm;
+  } else {
+    // A not-a-number fails the test that continues, and ends the loop.
+    int k = 1;
+    do {
+      sweep(b, x);
+      relres = ParMatrix::residual(matrix, x, b, r) / bnorm;
+      if (this->verbose != 0) LOG(INFO) << "solve " << k << " " << relres;
+    } while (relres >= this->rtol && ++k <= this->max_its);
+    iters = k;
+  }
+  this->lastConverged = relres < this->rtol;
+}
+
+#define VELMO_INSTANTIATE_JACOBI(Value, GlobalIndex, LocalIndex) \
+  template class ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>;
+VELMO_FOR_EACH_OPERATOR_TYPE(VELMO_INSTANTIATE_JACOBI)
+#undef VELMO_INSTANTIATE_JACOBI
+
+VELMO_REGISTER_FLOATING(ParSmootherT, SmootherJacobi, ParSmootherJacobi_T);
+VELMO_REGISTER_FLOATING(ParPreconditionerT, PrecondJacobi, ParSmootherJacobi_T);
+VELMO_REGISTER_FLOATING(ParSolverT, SolverJacobi, ParSmootherJacobi_T);
+
+}  // namespace velmo
