@@ -5,29 +5,13 @@
 #include <omp.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
 
+#include "BenchTiming.h"
 #include "kernels/BlasOps.h"
 #include "utils/Device.h"
-
-namespace {
-
-template <class Fn>
-double bestSeconds(int repeats, Fn&& fn) {
-  double best = 1e30;
-  for (int r = 0; r < repeats; ++r) {
-    auto t0 = std::chrono::steady_clock::now();
-    fn();
-    auto t1 = std::chrono::steady_clock::now();
-    best = std::min(best, std::chrono::duration<double>(t1 - t0).count());
-  }
-  return best;
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
   const long n = argc > 1 ? std::atol(argv[1]) : 20'000'000;
@@ -39,20 +23,20 @@ int main(int argc, char** argv) {
   double* py = y.data();
 
   // Baseline: y = x + y streams 3 arrays' worth of bytes, like axpy.
-  double base3 = bestSeconds(repeats, [&] {
+  double base3 = velmo::bench::bestSeconds(repeats, [&] {
 #pragma omp parallel for schedule(static)
     for (long i = 0; i < n; ++i) py[i] = px[i] + py[i];
   });
   double baseSum = 0;
-  double base2 = bestSeconds(repeats, [&] {
+  double base2 = velmo::bench::bestSeconds(repeats, [&] {
     double s = 0;
 #pragma omp parallel for schedule(static) reduction(+ : s)
     for (long i = 0; i < n; ++i) s += px[i] * py[i];
     baseSum += s;
   });
-  double axpy = bestSeconds(repeats, [&] { velmo::BlasOps<double, long>::axpy(host, n, 0.5, px, py); });
+  double axpy = velmo::bench::bestSeconds(repeats, [&] { velmo::BlasOps<double, long>::axpy(host, n, 0.5, px, py); });
   double dotSum = 0;
-  double dot = bestSeconds(repeats, [&] { dotSum += velmo::BlasOps<double, long>::dot(host, n, px, py); });
+  double dot = velmo::bench::bestSeconds(repeats, [&] { dotSum += velmo::BlasOps<double, long>::dot(host, n, px, py); });
 
   const double gb = 1e-9 * double(n) * sizeof(double);
   std::printf("threads %d, elements %ld\n", omp_get_max_threads(), n);

@@ -7,30 +7,14 @@
 #include <omp.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 
 #include <nlohmann/json.hpp>
 
+#include "BenchTiming.h"
 #include "mat/ParCSRMatrix.h"
 #include "utils/TestCasePoissonFDM.h"
-
-namespace {
-
-template <class Fn>
-double bestSeconds(int repeats, Fn&& fn) {
-  double best = 1e30;
-  for (int r = 0; r < repeats; ++r) {
-    auto t0 = std::chrono::steady_clock::now();
-    fn();
-    auto t1 = std::chrono::steady_clock::now();
-    best = std::min(best, std::chrono::duration<double>(t1 - t0).count());
-  }
-  return best;
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
   const int n = argc > 1 ? std::atoi(argv[1]) : 100;
@@ -48,8 +32,8 @@ int main(int argc, char** argv) {
     const Matrix::LocalMatrix local = A.getLocalMatrix();
 
     long distributedNnzs = 0, localNnzs = 0;
-    const double distributed = bestSeconds(repeats, [&] { distributedNnzs = A.multiply(A).getNnzs(); });
-    const double alone = bestSeconds(repeats, [&] {
+    const double distributed = velmo::bench::bestSeconds(repeats, [&] { distributedNnzs = A.multiply(A).getNnzs(); });
+    const double alone = velmo::bench::bestSeconds(repeats, [&] {
       Matrix::LocalMatrix product;
       local.multiply(local, product);
       localNnzs = product.getNnzs();

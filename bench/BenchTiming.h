@@ -1,0 +1,21 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+
+namespace velmo::bench {
+
+// The best of `repeats` runs, in seconds: the least disturbed measure of a short call.
+template <class Fn>
+double bestSeconds(int repeats, Fn&& fn) {
+  double best = 1e30;
+  for (int r = 0; r < repeats; ++r) {
+    const auto t0 = std::chrono::steady_clock::now();
+    fn();
+    const auto t1 = std::chrono::steady_clock::now();
+    best = std::min(best, std::chrono::duration<double>(t1 - t0).count());
+  }
+  return best;
+}
+
+}  // namespace velmo::bench
