@@ -73,10 +73,33 @@ void ParSolverT<Value, GlobalIndex, LocalIndex>::logSolverStatus(int iter, doubl
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
-void ParSolverT<Value, GlobalIndex, LocalIndex>::finishSolve(int iter, int max_its, double res_b) {
+void ParSolverT<Value, GlobalIndex, LocalIndex>::finishSolve(int iter, int max_its, double res_b, bool converged) {
+  lastConverged = converged;
   if (!logs()) return;
   LOG(INFO) << "Finish solving using " << name << ", iter/max_its " << iter << "/" << max_its << ", res_b "
             << res_b;
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+bool ParSolverT<Value, GlobalIndex, LocalIndex>::solveZeroRhs(double norm_b, ParMatrix& x) {
+  if (norm_b != 0.0) return false;
+  x.fill(Value(0));
+  lastConverged = true;
+  return true;
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+double ParSolverT<Value, GlobalIndex, LocalIndex>::startResidual(ParMatrixFree& A, const ParMatrix& b,
+                                                                 const ParMatrix& x, ParMatrix& r) {
+  if (ParMatrix::normL1(x) != 0.0) return ParMatrix::residual(A, x, b, r);
+  b.deepCopy(r);
+  return ParMatrix::normL2(r);
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParSolverT<Value, GlobalIndex, LocalIndex>::shapeLike(const ParMatrixFree& A,
+                                                           std::initializer_list<ParMatrix*> vectors) {
+  for (ParMatrix* v : vectors) v->resize(A.getRows(), 1, A.getDevice(), A.getComm());
 }
 
 #define VELMO_INSTANTIATE_OPERATORS(V, G, L)    \

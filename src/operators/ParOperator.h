@@ -1,6 +1,7 @@
 #pragma once
 
 #include <future>
+#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -106,11 +107,23 @@ class ParSolverT : public ParOperator {
   // Progress lines at INFO level, written only when verbose > 0, on rank 0.
   void beginSolve();
   void logSolverStatus(int iter, double res, double res_r0, double res_b);
-  void finishSolve(int iter, int max_its, double res_b);
+  // Every solve that began ends here: the outcome becomes what converged() reports, whatever
+  // the verbosity, and the closing line is logged.
+  void finishSolve(int iter, int max_its, double res_b, bool converged);
 
   static Factory<ParSolverT>& getFactory();
 
  protected:
+  // The first step of the iterative methods: a zero b has the solution zero, reached with
+  // nothing logged and iter and res left as they were. Returns whether b was zero.
+  bool solveZeroRhs(double norm_b, ParMatrix& x);
+  // r = b - A x, without the product for the usual zero start (x zero by its 1-norm).
+  // Returns the 2-norm of r.
+  static double startResidual(ParMatrixFree& A, const ParMatrix& b, const ParMatrix& x, ParMatrix& r);
+  // Gives each work vector A's rows, device and communicator; a vector already so shaped
+  // keeps its storage, so repeated solves allocate nothing.
+  static void shapeLike(const ParMatrixFree& A, std::initializer_list<ParMatrix*> vectors);
+
   std::shared_ptr<ParPreconditioner> preconditioner;
   int commSize = 1;
   int rank = 0;
@@ -119,10 +132,11 @@ class ParSolverT : public ParOperator {
   int verbose = 0;
   double rtol = 1e-8;
   int max_its = 2000;
-  bool lastConverged = false;
 
  private:
   bool logs() const { return verbose > 0 && rank == 0; }
+
+  bool lastConverged = false;
 };
 
 // A relaxation usable in all three roles.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "operators/ParOperator.h"
+#include "solver/KrylovParams.h"
 
 namespace velmo {
 
@@ -27,11 +28,10 @@ class SolverPCG_T : public ParSolverT<Value, GlobalIndex, LocalIndex> {
              double& res) override;
 
  private:
-  int m_max_its = 1000;
-  double m_rtol = 1e-8;
-  double m_btol = 0;
-  double m_atol = 0;
-  int m_verbose = 0;
+  KrylovParams m_params;
+  // Work vectors, kept between solves. pOld and rOld receive copies that are never read:
+  // they belong to the method's fixed sequence of operations.
+  ParMatrix m_r, m_z, m_p, m_Ap, m_pOld, m_rOld;
 };
 
 }  // namespace velmo

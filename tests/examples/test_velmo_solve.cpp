@@ -3,7 +3,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <regex>
 #include <string>
 
@@ -109,6 +111,23 @@ TEST(VelmoSolve, BadInputGetsOneLineAndExitCodeTwo) {
   }
   SolveRun unknown = solve(cases[5].args);
   EXPECT_NE(unknown.output.find("SolverPCG"), std::string::npos) << "lists the registered names";
+}
+
+// The shipped examples with their problem swapped for a small 2-D Poisson one: what each adds
+// is its method, and every method must converge on that.
+TEST(VelmoSolve, EveryShippedConfigurationConverges) {
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(std::string(VELMO_SOURCE_DIR) + "/examples/configs")) {
+    nlohmann::json config = nlohmann::json::parse(std::ifstream(entry.path()));
+    config["testcase_type"] = "PoissonFDM";
+    config["PoissonFDM_params"] = {{"dim", 2}, {"N", 12}};
+    config.erase("output_x");
+    const SolveRun run = solve(writeFile("shipped_" + entry.path().filename().string(), config.dump()));
+    EXPECT_EQ(run.code, 0) << entry.path() << "\n" << run.output;
+    EXPECT_NE(run.output.find("converged:           yes"), std::string::npos) << entry.path();
+    ++count;
+  }
+  EXPECT_GT(count, 0);
 }
 
 TEST(VelmoSolve, UnconvergedSolveHasItsOwnExitCode) {

@@ -90,12 +90,12 @@ TEST(ParSolver, ShortSolveHoldsTheDefaultPreconditioner) {
 struct LoggingSolver : Solver {
   void setup(const ParMatrixFree&) override {}
   void solve(ParPreconditioner&, ParMatrixFree&, const ParMatrix&, ParMatrix&, int&, double&) override {}
-  void run(int rankValue) {
+  void run(int rankValue, bool outcome = true) {
     name = "Test";
     rank = rankValue;
     beginSolve();
     logSolverStatus(0, 1.5, 1.0, 0.25);
-    finishSolve(3, 2000, 1e-9);
+    finishSolve(3, 2000, 1e-9, outcome);
   }
   std::tuple<int, double, int> shared() const { return {verbose, rtol, max_its}; }
 };
@@ -108,10 +108,14 @@ TEST(ParSolver, SharedKeysAndLogLinesOnlyWhenVerboseOnRankZero) {
   EXPECT_EQ(solver.shared(), std::make_tuple(0, 1e-3, 7));
   EXPECT_THROW(solver.create(json{{"max_its", "many"}}), json::type_error);
   {
+    // The outcome is recorded whether or not anything is logged.
     LogCapture quiet;
+    EXPECT_FALSE(solver.converged());
     solver.run(0);
+    EXPECT_TRUE(solver.converged());
     solver.create(json{{"verbose", 1}});
-    solver.run(1);
+    solver.run(1, false);
+    EXPECT_FALSE(solver.converged());
     EXPECT_TRUE(quiet.lines.empty());
   }
   LogCapture log;

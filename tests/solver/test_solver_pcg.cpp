@@ -1,10 +1,8 @@
-#include <cstdio>
 #include <string>
 #include <vector>
 
-#include "TestHelpers.h"
+#include "SolverTestHelpers.h"
 #include "solver/SolverPCG.h"
-#include "utils/Factory.h"
 
 namespace solver_pcg_test {
 
@@ -37,12 +35,7 @@ class DenseOperator : public ParMatrixFreeT<V, G, int> {
   std::vector<V> m_a;
 };
 
-struct Outcome {
-  int iter = -7;
-  double res = -7;
-  bool converged = false;
-  std::string out;  // standard output during the solve
-};
+using Outcome = test::SolveOutcome;
 
 // Solves with a fresh PCG made from `params`; `x` holds the start and receives the solution.
 template <class V, class G>
@@ -51,13 +44,7 @@ Outcome solve(const json& params, DenseOperator<V, G>& A, const std::vector<V>& 
   SolverPCG_T<V, G, int> pcg;
   pcg.create(params);
   EXPECT_FALSE(pcg.converged());
-  Outcome o;
-  testing::internal::CaptureStdout();
-  M ? pcg.solve(*M, A, test::parVector<V, G>(b), x, o.iter, o.res) : pcg.solve(A, test::parVector<V, G>(b), x, o.iter, o.res);
-  std::fflush(stdout);
-  o.out = testing::internal::GetCapturedStdout();
-  o.converged = pcg.converged();
-  return o;
+  return test::runSolve<V, G>(pcg, A, b, x, M);
 }
 
 template <class P>

@@ -16,4 +16,14 @@ struct MatOpsImpl {
   static void unselect_rows(const Space& s, I cols, T* a, I n, const int* indices, const T* sub);
 };
 
+// The members that exist for the host space alone (bodies in MatOpsHostBodies.h): no GPU
+// instantiation is missing, as there is none to make.
+template <class T, class I>
+struct MatOpsHostImpl {
+  using Policy = spm::RangePolicy<spm::OpenMP>;
+
+  static I lu_factor(const spm::OpenMP& s, I n, T* a, I* pivots);
+  static void lu_solve(const spm::OpenMP& s, I n, const T* lu, const I* pivots, T* b);
+};
+
 }  // namespace velmo

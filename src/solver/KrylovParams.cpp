@@ -1,0 +1,34 @@
+#include "solver/KrylovParams.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+namespace velmo {
+
+void KrylovParams::read(const json& params, const char* verboseKey) {
+  if (!params.is_object()) return;
+  if (params.contains("max_its")) max_its = params["max_its"].get<int>();
+  if (params.contains("rtol")) rtol = params["rtol"].get<double>();
+  if (params.contains("btol")) btol = params["btol"].get<double>();
+  if (params.contains("atol")) atol = params["atol"].get<double>();
+  if (params.contains(verboseKey)) verbose = params[verboseKey].get<int>();
+}
+
+double KrylovParams::threshold(double norm_b, double res0) const {
+  return std::max(std::max(norm_b * btol, rtol * res0), atol);
+}
+
+void KrylovParams::printTableHead(const char* banner, double res0, double norm_b) const {
+  std::printf("%s\n", banner);
+  std::printf("Tolerances: atol=%lg, rtol=%lg, btol=%lg\n", atol, rtol, btol);
+  std::printf("Iters   Resid. norm    Resid./resid0  Resid./rhs\n");
+  std::printf("-----   ------------   -------------  ------------\n");
+  printTableRow(0, res0, res0, norm_b);
+}
+
+void KrylovParams::printTableRow(int iter, double res, double res0, double norm_b) {
+  std::printf("%5d   %12e   %12e   %12e\n", iter, res, res / res0, res / norm_b);
+}
+
+}  // namespace velmo
