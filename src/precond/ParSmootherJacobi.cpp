@@ -81,7 +81,8 @@ void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditione
     } while (relres >= this->rtol && ++k <= this->max_its);
     iters = k;
   }
-  this->lastConverged = relres < this->rtol;
+  // The closing line stays silent: this class reads no "verbose".
+  this->finishSolve(iters, this->max_its, relres, relres < this->rtol);
 }
 
 #define VELMO_INSTANTIATE_JACOBI(Value, GlobalIndex, LocalIndex) \

@@ -81,8 +81,7 @@ void ParSmootherSOR_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditioner& 
     } while (relres >= this->rtol && ++k <= this->max_its);
     iters = k;
   }
-  this->lastConverged = relres < this->rtol;
-  this->finishSolve(iters, this->max_its, relres);
+  this->finishSolve(iters, this->max_its, relres, relres < this->rtol);
 }
 
 #define VELMO_INSTANTIATE_SOR(Value, GlobalIndex, LocalIndex) \
