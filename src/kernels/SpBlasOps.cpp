@@ -1,11 +1,12 @@
 #include "kernels/impl/KernelTypes.h"
+#include "kernels/impl/SpBlasOpsAggregationImpl.h"
 #include "kernels/impl/SpBlasOpsProductImpl.h"
 #include "kernels/impl/SpBlasOpsRelaxImpl.h"
 #include "kernels/impl/SpBlasOpsStructureImpl.h"
 #include "kernels/spm/Dispatch.h"
 
 // The SpBlasOps family: each member picks the space of its device and runs the body of its
-// theme (structure and extraction, products and sums, relaxation).
+// theme (structure and extraction, products and sums, relaxation, smoothed aggregation).
 namespace velmo {
 
 namespace {
@@ -15,6 +16,8 @@ template <class Value, class Index, class Space>
 using ProductImpl = SpBlasOpsProductImpl<Value, Index, std::decay_t<Space>>;
 template <class Value, class Index, class Space>
 using RelaxImpl = SpBlasOpsRelaxImpl<Value, Index, std::decay_t<Space>>;
+template <class Value, class Index, class Space>
+using AggregationImpl = SpBlasOpsAggregationImpl<Value, Index, std::decay_t<Space>>;
 }  // namespace
 
 #define VELMO_SPBLAS_DISPATCH(impl, op, ...) \
@@ -204,6 +207,61 @@ template <class Value, class Index>
 void SpBlasOps<Value, Index>::par_csr_diag(const Device& dev, Index rows, Index blockCount,
                                            const SpMVRawMat* blocks, Value* diag) {
   VELMO_SPBLAS_DISPATCH(RelaxImpl, par_csr_diag, rows, blockCount, blocks, diag);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_strength(const Device& dev, Index rows, Index cols, const Index* row_ptr,
+                                           const Index* col_idx, const Value* values, const Value* diag,
+                                           Index* marks, double eps, Index rowOffset, Index colOffset) {
+  VELMO_SPBLAS_DISPATCH(AggregationImpl, csr_strength, rows, cols, row_ptr, col_idx, values, diag, marks, eps, rowOffset,
+                        colOffset);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_aggregate(const Device& dev, Index rows, Index cols, const Index* row_ptr,
+                                            const Index* col_idx, const Index* marks, Index* aggr, Index* stack,
+                                            Index* renumber, Index* count) {
+  VELMO_SPBLAS_DISPATCH(AggregationImpl, csr_aggregate, rows, cols, row_ptr, col_idx, marks, aggr, stack, renumber, count);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::par_csr_aggregate(const Device& dev, Index rows, Index rank, Index sCount,
+                                                const MarkRawMat* S, Index s2Count, const MarkRawMat* S2,
+                                                Index* aggr, Index* owner, Index* naggrLocal, Index* nUndone,
+                                                Record* records, Index* recordCount, Index* stack) {
+  VELMO_SPBLAS_DISPATCH(AggregationImpl, par_csr_aggregate, rows, rank, sCount, S, s2Count, S2, aggr, owner, naggrLocal,
+                        nUndone, records, recordCount, stack);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::par_csr_aggregate_select(const Device& dev, const Record* records,
+                                                       const Index* recordCount, Index target, Index* selectedCount,
+                                                       Record* selected) {
+  VELMO_SPBLAS_DISPATCH(AggregationImpl, par_csr_aggregate_select, records, recordCount, target, selectedCount, selected);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_tentative_prolongation(const Device& dev, Index rows, Index naggr,
+                                                         const Index* aggr, Index* row_ptr, Index* col_idx,
+                                                         Value* values) {
+  VELMO_SPBLAS_DISPATCH(AggregationImpl, csr_tentative_prolongation, rows, naggr, aggr, row_ptr, col_idx, values);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_tentative_filter(const Device& dev, Index rows, Index blockCount,
+                                                   const SpMVRawMat* A, const MarkRawMat* S, const SpMVRawMat* out) {
+  VELMO_SPBLAS_DISPATCH(AggregationImpl, csr_tentative_filter, rows, blockCount, A, S, out);
+}
+
+template <class Value, class Index>
+void SpBlasOps<Value, Index>::csr_tentative_smooth(const Device& dev, Index rows, Index cols, Index naggr,
+                                                   const Index* A_row_ptr, const Index* A_col_idx,
+                                                   const Value* A_values, const Index* marks,
+                                                   const Index* T_row_ptr, const Index* T_col_idx,
+                                                   const Value* T_values, Index* P_row_ptr, Index* P_col_idx,
+                                                   Value* P_values, Value omega, Index* marker) {
+  VELMO_SPBLAS_DISPATCH(AggregationImpl, csr_tentative_smooth, rows, cols, naggr, A_row_ptr, A_col_idx, A_values, marks,
+                        T_row_ptr, T_col_idx, T_values, P_row_ptr, P_col_idx, P_values, omega, marker);
 }
 
 #undef VELMO_SPBLAS_DISPATCH

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kernels/AggregateData.h"
 #include "kernels/RawMat.h"
 #include "utils/Complex.h"
 #include "utils/Device.h"
@@ -17,6 +18,9 @@ struct SpBlasOps {
   using MergeRawMat = COT_MergeCSRRawMat<Value, Index>;
   using SpMVRawMat = COT_SpMVCSRRawMat<Value, Index>;
   using Slot = HashTableSlot<Index, Index>;
+  // A strength matrix's column block: its values are the marks.
+  using MarkRawMat = COT_SpMVCSRRawMat<Index, Index>;
+  using Record = AggregateData<Index>;
 
   // ---- products, extraction and concatenation ----
 
@@ -114,6 +118,45 @@ struct SpBlasOps {
   // diag[i] = diagonal entry of row i across the blocks, 0 when there is none.
   static void par_csr_diag(const Device& dev, Index rows, Index blockCount, const SpMVRawMat* blocks,
                            Value* diag);
+
+  // ---- smoothed aggregation ----
+  // Marks, row marks and counters are Index data; a nonzero mark is a strong entry. The
+  // aggregation and prolongation builders are ordered: row order is part of their result.
+
+  // marks[k] = 1 where a^2 > eps^2 d_i d_c (|a^2| > Re(eps^2 d_i d_c) for complex values), else
+  // 0; never on the global diagonal. d is read at the block's own column number.
+  static void csr_strength(const Device& dev, Index rows, Index cols, const Index* row_ptr, const Index* col_idx,
+                           const Value* values, const Value* diag, Index* marks, double eps, Index rowOffset,
+                           Index colOffset);
+  // aggr: -2 for a row without strong entries, else its aggregate, numbered by first
+  // appearance; *count aggregates. stack and renumber hold rows elements each.
+  static void csr_aggregate(const Device& dev, Index rows, Index cols, const Index* row_ptr, const Index* col_idx,
+                            const Index* marks, Index* aggr, Index* stack, Index* renumber, Index* count);
+  // One step of distributed aggregation over the strength blocks S and the blocks S2 of S^2,
+  // whose remote x_values hold the other ranks' marks. The pointers choose the mode: with a
+  // stack, one round of claims, recording each claim of another rank's row in `records` at
+  // *recordCount; without stack, records and count, the initial marks; otherwise the
+  // *recordCount received `records` are applied.
+  static void par_csr_aggregate(const Device& dev, Index rows, Index rank, Index sCount, const MarkRawMat* S,
+                                Index s2Count, const MarkRawMat* S2, Index* aggr, Index* owner, Index* naggrLocal,
+                                Index* nUndone, Record* records, Index* recordCount, Index* stack);
+  // The records addressed to `target`: counted into *selectedCount when `selected` is null,
+  // else copied in order to its front.
+  static void par_csr_aggregate_select(const Device& dev, const Record* records, const Index* recordCount,
+                                       Index target, Index* selectedCount, Record* selected);
+  // Row i holds 1 in column aggr[i], or nothing for a negative mark.
+  static void csr_tentative_prolongation(const Device& dev, Index rows, Index naggr, const Index* aggr,
+                                         Index* row_ptr, Index* col_idx, Value* values);
+  // out = A with the entries of zero mark in S stored as zeros and added to the diagonal, so
+  // that row sums stay; the three lists have the same blocks and patterns.
+  static void csr_tentative_filter(const Device& dev, Index rows, Index blockCount, const SpMVRawMat* A,
+                                   const MarkRawMat* S, const SpMVRawMat* out);
+  // P = (I - omega D^-1 Af) T in one pass, Af being A filtered by the marks and D its diagonal;
+  // columns in order of first touch. marker holds naggr elements.
+  static void csr_tentative_smooth(const Device& dev, Index rows, Index cols, Index naggr, const Index* A_row_ptr,
+                                   const Index* A_col_idx, const Value* A_values, const Index* marks,
+                                   const Index* T_row_ptr, const Index* T_col_idx, const Value* T_values,
+                                   Index* P_row_ptr, Index* P_col_idx, Value* P_values, Value omega, Index* marker);
 };
 
 }  // namespace velmo

@@ -522,6 +522,11 @@ template void CSRMatrixT<Complex<double>, int>::copyStructure(CSRMatrixT<Complex
 // The real pattern of a complex matrix.
 template void CSRMatrixT<Complex<float>, int>::copyStructure(CSRMatrixT<float, int>&) const;
 template void CSRMatrixT<Complex<double>, int>::copyStructure(CSRMatrixT<double, int>&) const;
+// The pattern of a strength matrix, whose values are int marks.
+template void CSRMatrixT<float, int>::copyStructure(CSRMatrixT<int, int>&) const;
+template void CSRMatrixT<double, int>::copyStructure(CSRMatrixT<int, int>&) const;
+template void CSRMatrixT<Complex<float>, int>::copyStructure(CSRMatrixT<int, int>&) const;
+template void CSRMatrixT<Complex<double>, int>::copyStructure(CSRMatrixT<int, int>&) const;
 
 #define VELMO_CSR_PARTITIONED(Value, GlobalIndex)                                                           \
   template void CSRMatrixT<Value, int>::splitCols(const PartitionerT<GlobalIndex, int>&,                      \

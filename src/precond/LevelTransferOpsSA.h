@@ -33,7 +33,8 @@ struct LevelTransferOps_SA {
   static void aggregate(const IntCSRMatrix& S, IntVector& aggr, int& naggr);
   // The same over all ranks, with global aggregate numbers and their global count.
   static void aggregate(const ParIntCSRMatrix& S, ParIntMatrix& aggr, long& naggr);
-  // Gives aggregates, identified by (owner, number), their final global numbers.
+  // Gives aggregates, identified by (owner, number), their final global numbers; both
+  // vectors on the host.
   static void renumber(ParIntMatrix& aggr, ParIntMatrix& owner, long& naggr);
 
   // rows by naggr, one entry of value 1 in the column of each aggregated row.
