@@ -3,7 +3,7 @@
 //   velmo-solve [CONFIG.json]
 //
 // Without an argument it solves the built-in default, the 3-D Poisson problem on a 64^3
-// grid by PCG. Exit codes: 0 converged, 2 bad input, 3 the solve ended without reaching
+// grid by PCG with smoothed-aggregation multigrid. Exit codes: 0 converged, 2 bad input, 3 the solve ended without reaching
 // its tolerance.
 #include <glog/logging.h>
 
@@ -19,6 +19,7 @@
 #include <velmo/Version.h>
 
 #include "ConfigCheck.h"
+#include "HierarchyReport.h"
 #include "MatrixMarketCheck.h"
 #include "mat/ParCSRMatrix.h"
 #include "mat/ParMatrix.h"
@@ -38,7 +39,16 @@ const char* kDefaultConfig = R"({
   "testcase_type": "PoissonFDM",
   "PoissonFDM_params": { "dim": 3, "N": 64 },
   "solver_type": "SolverPCG",
-  "SolverPCG_params": { "rtol": 1e-8, "max_its": 1000 }
+  "SolverPCG_params": { "rtol": 1e-8, "max_its": 1000 },
+  "preconditioner_type": "PrecondAMG",
+  "PrecondAMG_params": {
+    "min_coarse_size": 200,
+    "pre_smoother": { "smoother_type": "SmootherJacobi", "SmootherJacobi_params": { "relax": 0.67, "nsweeps": 2 } },
+    "post_smoother": { "smoother_type": "SmootherJacobi", "SmootherJacobi_params": { "relax": 0.67, "nsweeps": 2 } },
+    "level_transfer": { "level_transfer_type": "LevelTransferSmoothAggregation",
+                        "LevelTransferSmoothAggregation_params": { "eps_strong": 0.02 } },
+    "coarse_solver": { "solver_type": "SolverGauss" }
+  }
 })";
 
 json readConfig(int argc, char** argv) {
@@ -79,13 +89,15 @@ int run(const json& config) {
 
   auto solver = Solver::getFactory().createInstance(config);
   auto setupStart = std::chrono::steady_clock::now();
+  std::shared_ptr<Preconditioner> M;
   if (config.contains("preconditioner_type")) {
-    std::shared_ptr<Preconditioner> M = Preconditioner::getFactory().createInstance(config);
+    M = Preconditioner::getFactory().createInstance(config);
     M->setup(A);
     solver->setPreconditioner(M);
   }
   solver->setup(A);
   double setupTime = seconds(setupStart);
+  driver::reportHierarchy<Value>(solver.get(), M.get());
 
   int iterations = 0;
   double reported = 0;
