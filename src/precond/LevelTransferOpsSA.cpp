@@ -133,15 +133,22 @@ void LevelTransferOps_SA<Value, GlobalIndex, LocalIndex>::aggregate(const ParInt
   const int me = comu::commRank(comm);
   aggr.create(S.getRowPartitioner(), device, comm);
 
+  typename ParIntCSRMatrix::RawMatList sList, s2List;
+  S.getRawMat(sList);
+  // S2 serves only through its blocks of other ranks, and it has some only where S has some
+  // on some rank. Without any, a product as costly as the rest of the setup would change
+  // nothing: every row takes the local branch either way. So S2 is then left without blocks.
   LOG(INFO) << "begin generate S2";
-  ParIntCSRMatrix S2 = S.multiply(S);
+  ParIntCSRMatrix S2;
+  if (onAnyRank(comm, remoteEntries(sList, me) > 0))
+    S2 = S.multiply(S);
+  else
+    S2.create(S.getRowPartitioner(), S.getColPartitioner(), {}, device, comm);
   LOG(INFO) << "end generate S2";
 
   CrossData<int> nUndone(device, 0), naggrLocal(device, 0), sendCount(device, 0);
   ParIntMatrix owner = aggr.deepCopy();
   S2.prepareMatVec(false);
-  typename ParIntCSRMatrix::RawMatList sList, s2List;
-  S.getRawMat(sList);
   S2.getRawMat(s2List);
   const typename ParIntCSRMatrix::RawMatList sViews = sList.toDevice(device);
   typename ParIntCSRMatrix::RawMatList s2Views = s2List.toDevice(device);
