@@ -18,15 +18,7 @@ namespace velmo::test {
 // The non-zero entries of a dense n x n matrix as a distributed sparse matrix on `device`.
 template <class V, class G = long>
 ParCSRMatrixT<V, G, int> parCsrOf(int n, const std::vector<V>& dense, const Device& device = kHost) {
-  std::vector<std::vector<std::pair<int, V>>> rows(static_cast<size_t>(n));
-  for (int i = 0; i < n; ++i) {
-    for (int j = 0; j < n; ++j) {
-      if (dense[size_t(i) * n + j] != V(0)) rows[size_t(i)].push_back({j, dense[size_t(i) * n + j]});
-    }
-  }
-  ParCSRMatrixT<V, G, int> A;
-  A.createSeq(makeCsr(HostCsr<V, int>(n, n, rows), device));
-  return A;
+  return parOf<V, G>(dense, n, n, 1).toDevice(device);
 }
 
 // The oracle: x = A^-1 b by Gaussian elimination with partial pivoting.

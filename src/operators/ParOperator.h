@@ -114,6 +114,11 @@ class ParSolverT : public ParOperator {
   static Factory<ParSolverT>& getFactory();
 
  protected:
+  // Takes this rank's place in the operator's communicator; the log lines appear on rank 0.
+  void takeCommunicator(const ParMatrixFree& A) {
+    commSize = comu::commSize(A.getComm());
+    rank = comu::commRank(A.getComm());
+  }
   // The first step of the iterative methods: a zero b has the solution zero, reached with
   // nothing logged and iter and res left as they were. Returns whether b was zero.
   bool solveZeroRhs(double norm_b, ParMatrix& x);

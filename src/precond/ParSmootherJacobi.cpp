@@ -3,6 +3,7 @@
 #include <glog/logging.h>
 
 #include "operators/OperatorTypes.h"
+#include "precond/RelaxationSolve.h"
 #include "utils/Factory.h"
 
 namespace velmo {
@@ -66,21 +67,11 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditioner& /*M*/, ParMatrixFree& /*A*/,
                                                                 const ParMatrix& b, ParMatrix& x, int& iters,
                                                                 double& relres) {
-  const double bnorm = ParMatrix::normL2(b);
-  const double r0 = ParMatrix::residual(matrix, x, b, r);
-  if (this->max_its < 1) {
-    iters = 1;
-    relres = r0 / bnorm;
-  } else {
-    // A not-a-number fails the test that continues, and ends the loop.
-    int k = 1;
-    do {
-      sweep(b, x);
-      relres = ParMatrix::residual(matrix, x, b, r) / bnorm;
-      if (this->verbose != 0) LOG(INFO) << "solve " << k << " " << relres;
-    } while (relres >= this->rtol && ++k <= this->max_its);
-    iters = k;
-  }
+  relaxUntilConverged(matrix, b, x, r, this->max_its, this->rtol, iters, relres,
+                      [this](const ParMatrix& rhs, ParMatrix& v) { sweep(rhs, v); },
+                      [this](int k, double, double, double rel) {
+                        if (this->verbose != 0) LOG(INFO) << "solve " << k << " " << rel;
+                      });
   // The closing line stays silent: this class reads no "verbose".
   this->finishSolve(iters, this->max_its, relres, relres < this->rtol);
 }

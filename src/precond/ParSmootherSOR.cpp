@@ -4,6 +4,7 @@
 
 #include "kernels/SpBlasOps.h"
 #include "operators/OperatorTypes.h"
+#include "precond/RelaxationSolve.h"
 #include "utils/Factory.h"
 
 namespace velmo {
@@ -65,22 +66,11 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void ParSmootherSOR_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditioner& /*M*/, ParMatrixFree& /*A*/,
                                                              const ParMatrix& b, ParMatrix& x, int& iters,
                                                              double& relres) {
-  const double bnorm = ParMatrix::normL2(b);
-  const double r0 = ParMatrix::residual(matrix, x, b, r);
   this->beginSolve();
-  if (this->max_its < 1) {
-    iters = 1;
-    relres = r0 / bnorm;
-  } else {
-    int k = 1;
-    do {
-      sor_step(b, x, relax, forward, nullptr);
-      const double res = ParMatrix::residual(matrix, x, b, r);
-      relres = res / bnorm;
-      this->logSolverStatus(k, res, res / r0, relres);
-    } while (relres >= this->rtol && ++k <= this->max_its);
-    iters = k;
-  }
+  relaxUntilConverged(
+      matrix, b, x, r, this->max_its, this->rtol, iters, relres,
+      [this](const ParMatrix& rhs, ParMatrix& v) { sor_step(rhs, v, relax, forward, nullptr); },
+      [this](int k, double res, double res_r0, double rel) { this->logSolverStatus(k, res, res_r0, rel); });
   this->finishSolve(iters, this->max_its, relres, relres < this->rtol);
 }
 

@@ -18,8 +18,7 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void SolverBiCGSTAB_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditioner& M, ParMatrixFree& A,
                                                              const ParMatrix& b, ParMatrix& x, int& iter,
                                                              double& res) {
-  this->commSize = 1;
-  this->rank = 0;
+  this->takeCommunicator(A);
   const bool table = m_params.verbose > 0 && this->rank == 0;
 
   const double norm_b = ParMatrix::normL2(b);

@@ -41,8 +41,7 @@ void SolverFLGMRES_R_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditioner&
   const int maxIts = m_params.max_its;
   if (m_restart < 1) m_restart = maxIts + 1;
   if (m_augk < 1) m_augk = 2;
-  this->commSize = 1;
-  this->rank = 0;
+  this->takeCommunicator(A);
   const bool table = m_params.verbose > 0 && this->rank == 0;
 
   const double norm_b = ParMatrix::normL2(b);

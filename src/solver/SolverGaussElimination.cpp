@@ -58,8 +58,7 @@ void SolverGaussElimination_T<Value, GlobalIndex, LocalIndex>::solve(ParPrecondi
                                                                      double& res) {
   CHECK(long(m_rows) == long(A.getRows())) << "SolverGauss::solve: set up for " << long(m_rows)
                                            << " rows (-1: not set up), the operator has " << long(A.getRows());
-  this->commSize = 1;
-  this->rank = 0;
+  this->takeCommunicator(A);
   const double norm_b = ParMatrix::normL2(b);
   if (this->solveZeroRhs(norm_b, x)) return;
 
