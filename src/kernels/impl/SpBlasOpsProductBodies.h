@@ -1,5 +1,8 @@
 #pragma once
 
+#include <type_traits>
+#include <vector>
+
 #include "kernels/impl/SpBlasOpsProductImpl.h"
 #include "kernels/impl/SpBlasRowUtils.h"
 
@@ -36,6 +39,57 @@ VELMO_HD Slot* probe(Slot* table, Index size, Index key, bool& present) {
 
 // Marker product, serial on either side. Columns stand in order of first touch; the row
 // start doubles as the marker threshold, so the marker is not reset between rows.
+namespace detail {
+
+// Row i of A B: the number of distinct columns (marker[j] == i marks column j as counted).
+template <class Value, class Index>
+VELMO_HD Index productRowCount(Index i, const Index* A_row_ptr, const Index* A_col_idx, const Index* B_row_ptr,
+                               const Index* B_col_idx, Index* marker) {
+  Index count = 0;
+  for (Index ka = A_row_ptr[i]; ka < A_row_ptr[i + 1]; ++ka) {
+    const Index k = A_col_idx[ka];
+    for (Index kb = B_row_ptr[k]; kb < B_row_ptr[k + 1]; ++kb) {
+      const Index j = B_col_idx[kb];
+      if (marker[j] != i) {
+        marker[j] = i;
+        ++count;
+      }
+    }
+  }
+  return count;
+}
+
+// Row i of A B into its run from C_row_ptr[i], columns in order of first touch. A marker below
+// the row's start is from an earlier row, so rows visited in ascending order need no reset.
+template <class Value, class Index>
+VELMO_HD void productRowFill(Index i, const Index* A_row_ptr, const Index* A_col_idx, const Value* A_values,
+                             const Index* B_row_ptr, const Index* B_col_idx, const Value* B_values,
+                             const Index* C_row_ptr, Index* C_col_idx, Value* C_values, Index* marker) {
+  const Index start = C_row_ptr[i];
+  Index pos = start;
+  for (Index ka = A_row_ptr[i]; ka < A_row_ptr[i + 1]; ++ka) {
+    const Index k = A_col_idx[ka];
+    const Value a = A_values[ka];
+    for (Index kb = B_row_ptr[k]; kb < B_row_ptr[k + 1]; ++kb) {
+      const Index j = B_col_idx[kb];
+      const Value v = B_values[kb] * a;
+      if (marker[j] < start) {
+        marker[j] = pos;
+        C_col_idx[pos] = j;
+        C_values[pos] = v;
+        ++pos;
+      } else {
+        C_values[marker[j]] += v;
+      }
+    }
+  }
+}
+
+}  // namespace detail
+
+// Every row of the product depends on its own row of A alone, so the host cuts the rows into
+// one chunk per thread, each with a marker of its own: the rows come out exactly as in one
+// pass. A GPU runs the whole product on one thread with the caller's marker.
 template <class Value, class Index, class Space>
 void SpBlasOpsProductImpl<Value, Index, Space>::csr_matmul(const Space& s, Index rowsA, Index /*colsA*/,
                                                            Index colsB, const Index* A_row_ptr,
@@ -43,48 +97,43 @@ void SpBlasOpsProductImpl<Value, Index, Space>::csr_matmul(const Space& s, Index
                                                            const Index* B_row_ptr, const Index* B_col_idx,
                                                            const Value* B_values, Index* C_row_ptr,
                                                            Index* C_col_idx, Value* C_values, Index* marker) {
-  spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
-    C_row_ptr[0] = 0;
-    for (Index j = 0; j < colsB; ++j) marker[j] = -1;
-    if (C_col_idx == nullptr || C_values == nullptr) {
-      for (Index i = 0; i < rowsA; ++i) {
-        Index count = 0;
-        for (Index ka = A_row_ptr[i]; ka < A_row_ptr[i + 1]; ++ka) {
-          const Index k = A_col_idx[ka];
-          for (Index kb = B_row_ptr[k]; kb < B_row_ptr[k + 1]; ++kb) {
-            const Index j = B_col_idx[kb];
-            if (marker[j] != i) {
-              marker[j] = i;
-              ++count;
-            }
-          }
-        }
-        C_row_ptr[i + 1] = count;
-      }
-      for (Index i = 0; i < rowsA; ++i) C_row_ptr[i + 1] += C_row_ptr[i];
+  const bool symbolic = C_col_idx == nullptr || C_values == nullptr;
+  if constexpr (std::is_same_v<Space, spm::OpenMP>) {
+    // The launch cuts the rows into these chunks and runs each one in row order.
+    const long chunks = std::min<long>(rowsA, std::max(1, s.threads));
+    if (chunks == 0) {
+      C_row_ptr[0] = 0;
       return;
     }
-    for (Index i = 0; i < rowsA; ++i) {
-      const Index start = C_row_ptr[i];
-      Index pos = start;
-      for (Index ka = A_row_ptr[i]; ka < A_row_ptr[i + 1]; ++ka) {
-        const Index k = A_col_idx[ka];
-        const Value a = A_values[ka];
-        for (Index kb = B_row_ptr[k]; kb < B_row_ptr[k + 1]; ++kb) {
-          const Index j = B_col_idx[kb];
-          const Value v = B_values[kb] * a;
-          if (marker[j] < start) {
-            marker[j] = pos;
-            C_col_idx[pos] = j;
-            C_values[pos] = v;
-            ++pos;
-          } else {
-            C_values[marker[j]] += v;
-          }
-        }
+    std::vector<Index> markers(size_t(chunks) * size_t(colsB), Index(-1));
+    Index* const base = markers.data();
+    spm::parallel_for(Policy(s, 0, rowsA), [=](long row) {
+      const Index i = Index(row);
+      Index* own = base + spm::chunkOf(rowsA, chunks, row) * long(colsB);
+      if (symbolic)
+        C_row_ptr[i + 1] = detail::productRowCount<Value>(i, A_row_ptr, A_col_idx, B_row_ptr, B_col_idx, own);
+      else
+        detail::productRowFill(i, A_row_ptr, A_col_idx, A_values, B_row_ptr, B_col_idx, B_values, C_row_ptr,
+                               C_col_idx, C_values, own);
+    });
+    if (!symbolic) return;
+    C_row_ptr[0] = 0;
+    for (Index i = 0; i < rowsA; ++i) C_row_ptr[i + 1] += C_row_ptr[i];
+  } else {
+    spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
+      C_row_ptr[0] = 0;
+      for (Index j = 0; j < colsB; ++j) marker[j] = -1;
+      for (Index i = 0; i < rowsA; ++i) {
+        if (symbolic)
+          C_row_ptr[i + 1] = detail::productRowCount<Value>(i, A_row_ptr, A_col_idx, B_row_ptr, B_col_idx, marker);
+        else
+          detail::productRowFill(i, A_row_ptr, A_col_idx, A_values, B_row_ptr, B_col_idx, B_values, C_row_ptr,
+                                 C_col_idx, C_values, marker);
       }
-    }
-  });
+      if (symbolic)
+        for (Index i = 0; i < rowsA; ++i) C_row_ptr[i + 1] += C_row_ptr[i];
+    });
+  }
 }
 
 template <class Value, class Index, class Space>

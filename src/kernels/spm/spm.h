@@ -82,6 +82,13 @@ VELMO_HD inline void chunkBounds(long n, long c, long k, long& start, long& coun
   }
 }
 
+// The chunk that element i of n falls in when cut into c chunks: the inverse of chunkBounds.
+VELMO_HD inline long chunkOf(long n, long c, long i) {
+  long q = n / c;
+  long r = n % c;
+  return i < r * (q + 1) ? i / (q + 1) : r + (i - r * (q + 1)) / q;
+}
+
 namespace detail {
 
 // Below this size a thread team costs more than the work; the chunks then run in order
