@@ -114,7 +114,7 @@ TEST(RugeStuben, FivePointGridSplitsRedBlack) {
 
 TEST(RugeStuben, NonnegativeRowIsFineWithoutStrongEntries) {
   // Row 0 has only a positive off-diagonal: F at once, nothing strong, and an empty row of P.
-  // Its measure (2 + 1) and row 1's (2 + 1 + 1) exceed the point count.
+  // Measures of 3 (row 0) and 4 (row 1) on three points: the queue needs more than n buckets.
   const HostCsr<double> a(3, 3, {{{0, 2}, {1, 0.5}}, {{0, -1}, {1, 2}, {2, -1}}, {{1, -1}, {2, 2}}});
   CSRMatrixT<int, int> S;
   MatrixT<int> cf;
