@@ -9,6 +9,7 @@
 #include <glog/logging.h>
 
 #include "kernels/spm/spm.h"
+#include "utils/HostMemory.h"
 
 #ifdef VELMO_HAVE_CUDA
 #include <cuda_runtime_api.h>
@@ -43,8 +44,11 @@ std::string Device::toString() const { return name + ":" + std::to_string(id); }
 
 void* Device::rawMalloc(size_t bytes) const {
   switch (type) {
-    case 0:
-      return std::malloc(bytes);
+    case 0: {
+      void* p = std::malloc(bytes);
+      adviseHugePages(p, bytes);
+      return p;
+    }
     case 1: {
       void* p = nullptr;
 #ifdef VELMO_HAVE_CUDA
