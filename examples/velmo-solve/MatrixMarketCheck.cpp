@@ -135,7 +135,7 @@ std::string readHeader(LineReader& reader, ValueKind kind, const char* format, B
       if (w.size() != 5 || w[1] != "matrix") reader.fail("the banner needs 'matrix', a format, a field and a symmetry");
       banner.format = w[2];
       if (banner.format != format) {
-        reader.fail(std::string("a ") + format + " file is needed here, the banner says '" + w[2] + "'");
+        reader.fail(std::string(format) + " file needed here, the banner says '" + w[2] + "'");
       }
       const std::string& field = w[3];
       if (field == "pattern") reader.fail("a pattern file holds no values; velmo-solve needs a real or complex matrix");
@@ -159,6 +159,7 @@ std::string readHeader(LineReader& reader, ValueKind kind, const char* format, B
     }
     if (!line.empty() && line[0] != '%') return line;
   }
+  if (reader.line() == 0) reader.failAt(1, "the file is empty");
   reader.fail("no size line");
 }
 

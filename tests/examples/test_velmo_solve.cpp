@@ -94,8 +94,9 @@ TEST(VelmoSolve, SymmetricFileSolvesTheExpandedSystem) {
   const std::string symmetric = writeFile(
       "sym.mtx", "%%MatrixMarket matrix coordinate real symmetric\n64 64 " + std::to_string(entries) + "\n" + lower);
   const std::string xGeneral = testing::TempDir() + "x_general.mtx", xSymmetric = testing::TempDir() + "x_sym.mtx";
-  SolveRun runGeneral = solve(matrixMarketConfig("general.json", fileGeneral, "", ", \"output_x\": \"" + xGeneral + "\""));
-  SolveRun runSymmetric = solve(matrixMarketConfig("sym.json", symmetric, "", ", \"output_x\": \"" + xSymmetric + "\""));
+  auto output = [](const std::string& path) { return ", \"output_x\": \"" + path + "\""; };
+  SolveRun runGeneral = solve(matrixMarketConfig("general.json", fileGeneral, "", output(xGeneral)));
+  SolveRun runSymmetric = solve(matrixMarketConfig("sym.json", symmetric, "", output(xSymmetric)));
   ASSERT_EQ(runGeneral.code, 0) << runGeneral.output;
   ASSERT_EQ(runSymmetric.code, 0) << runSymmetric.output;
   EXPECT_NE(runSymmetric.output.find("problem: 64 rows, 288 nonzeros, device cpu:0, symmetric file expanded"),
@@ -117,7 +118,8 @@ TEST(VelmoSolve, ComplexFilesInTheStandardForm) {
   const std::string fileA = writeFile("herm.mtx",
                                       "%%MatrixMarket matrix coordinate complex hermitian\n3 3 5\n"
                                       "1 1 4 0\n2 1 1 -1\n2 2 5 0\n3 2 0 -2\n3 3 6 0\n");
-  const std::string fileB = writeFile("herm_b.mtx", "%%MatrixMarket matrix array complex general\n3 1\n3 1\n3 6\n8 -6\n");
+  const std::string fileB =
+      writeFile("herm_b.mtx", "%%MatrixMarket matrix array complex general\n3 1\n3 1\n3 6\n8 -6\n");
   const std::string xPath = testing::TempDir() + "herm_x.mtx";
   const std::string output = ", \"value_type\": \"complex\", \"output_x\": \"" + xPath + "\"";
   SolveRun run = solve(matrixMarketConfig("herm.json", fileA, fileB, output, "SolverGauss"));
@@ -145,22 +147,26 @@ TEST(VelmoSolve, BadInputGetsOneLineAndItsExitCode) {
     int code;
   };
   const std::string poisson = R"({"testcase_type": "PoissonFDM", "solver_type": "SolverPCG", )";
-  auto config = [&](const std::string& name, const std::string& keys) { return writeFile(name, poisson + keys + "}"); };
+  // Names of their own: other tests run beside this one and share the folder.
+  auto config = [&](const std::string& name, const std::string& keys) {
+    return writeFile("bad_" + name, poisson + keys + "}");
+  };
   auto matrix = [&](const std::string& name, const std::string& text, const std::string& b = "") {
-    return matrixMarketConfig(name + ".json", writeFile(name + ".mtx", text), b);
+    return matrixMarketConfig("bad_" + name + ".json", writeFile("bad_" + name + ".mtx", text), b);
   };
   const std::string banner = "%%MatrixMarket matrix coordinate real general\n";
   const std::string ok = banner + "3 3 3\n1 1 1\n2 2 1\n3 3 1\n";
   const Case cases[] = {
       {testing::TempDir() + "absent.json", "absent.json: cannot open the configuration file", 2},
-      {writeFile("broken.json", "{\"solver_type\": "), "broken.json: not valid JSON", 2},
-      {writeFile("array.json", "[1, 2]"), "the configuration must be a JSON object", 2},
-      {writeFile("nosolver.json", R"({"testcase_type": "PoissonFDM"})"), "missing \"solver_type\"", 2},
-      {writeFile("nocase.json", R"({"solver_type": "SolverPCG"})"), "missing \"testcase_type\"", 2},
+      {writeFile("bad_broken.json", "{\"solver_type\": "), "broken.json: not valid JSON", 2},
+      {writeFile("bad_array.json", "[1, 2]"), "the configuration must be a JSON object", 2},
+      {writeFile("bad_nosolver.json", R"({"testcase_type": "PoissonFDM"})"), "missing \"solver_type\"", 2},
+      {writeFile("bad_nocase.json", R"({"solver_type": "SolverPCG"})"), "missing \"testcase_type\"", 2},
       {config("unknown.json", R"("solver_type": "SolverXYZ")"), "unknown solver_type \"SolverXYZ\"; registered: ", 2},
       {config("value.json", R"("value_type": "quad")"), "unknown value_type \"quad\"", 2},
       {config("device.json", R"("PoissonFDM_params": {"device": "cuda:7"})"), "device \"cuda:7\" is not available", 2},
-      {config("dim.json", R"("PoissonFDM_params": {"dim": 4, "N": 8})"), "\"dim\" in PoissonFDM_params must be 2 or 3", 2},
+      {config("dim.json", R"("PoissonFDM_params": {"dim": 4, "N": 8})"), "\"dim\" in PoissonFDM_params must be 2 or 3",
+       2},
       {config("grid.json", R"("PoissonFDM_params": {"dim": 2, "N": 0})"), "must be a positive integer", 2},
       {config("int.json", R"("PoissonFDM_params": {"dim": 2, "N": 2147483653})"), "of at most 2147483647", 2},
       {config("rows.json", R"("PoissonFDM_params": {"dim": 3, "N": 100000})"), "than the 32-bit local index holds", 2},
@@ -175,7 +181,7 @@ TEST(VelmoSolve, BadInputGetsOneLineAndItsExitCode) {
       {"a.json b.json", "usage: velmo-solve [CONFIG.json]", 2},
       {matrix("row", banner + "3 3 2\n1 1 1\n4 2 1\n"), "row.mtx:4: row 4 out of range 1..3", 2},
       {matrix("few", banner + "3 3 3\n1 1 1\n"), "few.mtx:3: the size line announces 3 entries, found 1", 2},
-      {matrix("nan", ok, writeFile("nan_b.mtx", "3 1\n1\nnan\n1\n")), "nan_b.mtx:3: bad value 'nan'", 2},
+      {matrix("nan", ok, writeFile("bad_nan_b.mtx", "3 1\n1\nnan\n1\n")), "nan_b.mtx:3: bad value 'nan'", 2},
       {matrix("huge", banner + "3 3 1\n1 1 1e400\n"), "huge.mtx:3: bad value '1e400'", 2},
       {matrix("hex", banner + "3 3 1\n1 1 0x1p2\n"), "hex.mtx:3: bad value '0x1p2'", 2},
       {matrix("comment", banner + "3 3 2\n1 1 1\n% note\n2 2 1\n"), "comment.mtx:4: a comment after the size line", 2},
@@ -183,12 +189,12 @@ TEST(VelmoSolve, BadInputGetsOneLineAndItsExitCode) {
       {matrix("mirror", "%%MatrixMarket matrix coordinate real symmetric\n3 3 2\n2 1 1\n1 2 1\n"),
        "mirror.mtx:4: entry (1, 2) is also given at line 3, counting the mirrored triangle", 2},
       {matrix("index", banner + "3000000000 3000000000 1\n1 1 1\n"), "index.mtx:2: sizes beyond 2147483647", 2},
-      {matrix("big", banner + "2000000000 2000000000 1\n1 1 1\n"), "out of memory: " , 4},
+      {matrix("big", banner + "2000000000 2000000000 1\n1 1 1\n"), "out of memory: ", 4},
       {matrix("pattern", "%%MatrixMarket matrix coordinate pattern general\n3 3 1\n1 1\n"),
        "pattern.mtx:1: a pattern file holds no values", 2},
       {matrix("cplx", "%%MatrixMarket matrix coordinate complex general\n1 1 1\n1 1 1 2\n"),
        "set \"value_type\": \"complex\"", 2},
-      {matrix("short", ok, writeFile("short_b.mtx", "2 1\n1\n2\n")), "a vector of 3 rows is needed", 2},
+      {matrix("short", ok, writeFile("bad_short_b.mtx", "2 1\n1\n2\n")), "a vector of 3 rows is needed", 2},
   };
   for (const Case& c : cases) {
     SolveRun run = solve(c.args);
