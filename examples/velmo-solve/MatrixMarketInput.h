@@ -32,7 +32,7 @@ class MatrixMarketInput {
   void checkLoaded(long rows, long nnzs, long bRows, long xRows) const;
 
  private:
-  // Writes a general copy of `path` in the standard form and reads it from there on.
+  // Writes a general copy of the file under `key` in the standard form, and names the copy there.
   void copy(const char* key, const MatrixMarketFile& file, bool coordinate);
 
   json m_params;
