@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <new>
 
 #include <glog/logging.h>
 
@@ -46,6 +47,8 @@ void* Device::rawMalloc(size_t bytes) const {
   switch (type) {
     case 0: {
       void* p = std::malloc(bytes);
+      // An exception the application can catch, where a null block would crash later.
+      if (p == nullptr && bytes > 0) throw std::bad_alloc();
       adviseHugePages(p, bytes);
       return p;
     }
