@@ -83,6 +83,9 @@ int run(const json& config) {
   ParCSRMatrix A;
   ParMatrix x, b;
   TestCase::getFactory().createInstance(config)->generate(A, x, b);
+  // Nothing here walks or extends the assembled entries: their buffers would only hold memory.
+  A.releaseAssembly();
+  b.releaseAssembly();
   std::printf("problem: %ld rows, %ld nonzeros, device %s\n", long(A.getRows()), A.getNnzs(),
               A.getDevice().toString().c_str());
   std::fflush(stdout);

@@ -211,8 +211,10 @@ void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::endAssemble() {
     owned.toCSR(csr);
     csr.sortRows();
     if (csr.getDevice() != m_impl->device) csr = csr.toDevice(m_impl->device);
-    std::vector<LocalMatrix> blocks;
-    csr.splitCols(m_impl->colPartitioner, blocks);
+    // One column part takes every column unshifted: its block is the whole of `csr`, which
+    // nothing else holds, so the split would only copy it.
+    std::vector<LocalMatrix> blocks{csr};
+    if (m_impl->colPartitioner.getNumParts() != 1) csr.splitCols(m_impl->colPartitioner, blocks);
     setLocalMatrix(blocks);
   });
 }
