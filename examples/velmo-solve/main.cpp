@@ -98,6 +98,9 @@ int run(const json& config) {
     driver::MatrixMarketMode mode(problem.files && problem.files->strict());
     TestCase::getFactory().createInstance(problem.config)->generate(A, x, b);
   }
+  // Nothing here walks or extends the assembled entries: their buffers would only hold memory.
+  A.releaseAssembly();
+  b.releaseAssembly();
   if (problem.files) problem.files->checkLoaded(long(A.getRows()), A.getNnzs(), long(b.getRows()), long(x.getRows()));
   std::printf("problem: %ld rows, %ld nonzeros, device %s%s\n", long(A.getRows()), A.getNnzs(),
               A.getDevice().toString().c_str(), problem.files ? problem.files->note().c_str() : "");

@@ -21,22 +21,42 @@ void COOMatrixT<Value, RowIndex, ColIndex>::create(RowIndex rows, ColIndex cols)
 }
 
 template <class Value, class RowIndex, class ColIndex>
-auto COOMatrixT<Value, RowIndex, ColIndex>::getRowMap(RowIndex row) const -> std::shared_ptr<RowMap> {
-  std::lock_guard<std::mutex> guard(m_impl->lock);
-  std::shared_ptr<RowMap>& slot = m_impl->rowMaps[row];
-  if (!slot) slot = std::make_shared<RowMap>();
+auto COOMatrixT<Value, RowIndex, ColIndex>::findRow(RowIndex row) const -> const std::shared_ptr<RowMap>& {
+  COOMatrixImpl& impl = *m_impl;
+  std::lock_guard<std::mutex> guard(impl.lock);
+  std::shared_ptr<RowMap>& slot = impl.rowMaps[row];
+  if (!slot) {
+    if (!impl.arena) impl.arena = std::make_shared<AssemblyArena>();
+    using Keeper = ArenaAllocator<RowMap, std::shared_ptr<AssemblyArena>>;
+    slot = std::allocate_shared<RowMap>(Keeper(impl.arena), impl.arena.get());
+  }
   return slot;
+}
+
+template <class Value, class RowIndex, class ColIndex>
+auto COOMatrixT<Value, RowIndex, ColIndex>::getRowMap(RowIndex row) const -> std::shared_ptr<RowMap> {
+  // The slot is written once, under the lock, and hash nodes never move: read unlocked.
+  return findRow(row);
 }
 
 template <class Value, class RowIndex, class ColIndex>
 void COOMatrixT<Value, RowIndex, ColIndex>::setValue(RowIndex row, ColIndex col, const Value& v,
                                                      SetValueMode mode) const {
-  std::shared_ptr<RowMap> rowMap = getRowMap(row);
-  std::lock_guard<std::mutex> guard(rowMap->lock);
+  // The row this thread set last. Rows stay in their table for its life, and a serial is
+  // never reused, so a match is the same live row.
+  struct RecentRow {
+    std::uint64_t table = 0;
+    RowIndex row = 0;
+    RowMap* map = nullptr;
+  };
+  static thread_local RecentRow recent;
+  if (recent.table != m_impl->serial || recent.row != row) recent = {m_impl->serial, row, findRow(row).get()};
+  RowMap& rowMap = *recent.map;
+  std::lock_guard<std::mutex> guard(rowMap.lock);
   if (mode == 0) {
-    rowMap->entries[col] = v;
+    rowMap.entries[col] = v;
   } else if (mode == 1) {
-    rowMap->entries[col] += v;
+    rowMap.entries[col] += v;
   }
 }
 
@@ -80,8 +100,7 @@ void COOMatrixT<Value, RowIndex, ColIndex>::loadFromStream(std::istream& in) {
     readMatrixMarketValue(in, v, strict, MatrixMarketFormat::Coordinate);
     // Nothing is reported on bad input; reading just stops.
     if (in.fail()) break;
-    std::shared_ptr<RowMap> rowMap = getRowMap(RowIndex(row - 1));
-    rowMap->entries[ColIndex(col - 1)] = v;
+    findRow(RowIndex(row - 1))->entries[ColIndex(col - 1)] = v;
   }
 }
 
@@ -92,11 +111,11 @@ void COOMatrixT<Value, RowIndex, ColIndex>::toCSR(CSRMatrixT<Value, int>& out) c
   const int rows = int(m_impl->rows);
   out.resize(rows, int(m_impl->cols), out.getDevice());
 
-  std::vector<std::shared_ptr<RowMap>> rowMaps(static_cast<size_t>(rows));
+  std::vector<const RowMap*> rowMaps(static_cast<size_t>(rows));
   int* row_ptr = out.getRowPtr();
   row_ptr[0] = 0;
   for (int i = 0; i < rows; ++i) {
-    rowMaps[i] = getRowMap(RowIndex(i));
+    rowMaps[i] = findRow(RowIndex(i)).get();
     row_ptr[i + 1] = row_ptr[i] + int(rowMaps[i]->entries.size());
   }
 
