@@ -1,10 +1,12 @@
 #include "mat/COOMatrix.h"
 
 #include <glog/logging.h>
+#include <omp.h>
 
 #include <sstream>
 #include <string>
 
+#include "kernels/spm/spm.h"
 #include "mat/CSRMatrix.h"
 #include "mat/MatrixMarketValue.h"
 #include "utils/Complex.h"
@@ -111,6 +113,8 @@ void COOMatrixT<Value, RowIndex, ColIndex>::toCSR(CSRMatrixT<Value, int>& out) c
   const int rows = int(m_impl->rows);
   out.resize(rows, int(m_impl->cols), out.getDevice());
 
+  // The lookups may insert empty rows under the table's lock, so they stay in one thread;
+  // once the offsets are known the rows are independent and their copies run on the team.
   std::vector<const RowMap*> rowMaps(static_cast<size_t>(rows));
   int* row_ptr = out.getRowPtr();
   row_ptr[0] = 0;
@@ -122,14 +126,15 @@ void COOMatrixT<Value, RowIndex, ColIndex>::toCSR(CSRMatrixT<Value, int>& out) c
   out.resizeNnz(row_ptr[rows], 0);
   int* col_idx = out.getColIdx();
   Value* values = out.getValues();
-  for (int i = 0; i < rows; ++i) {
+  const spm::OpenMP team(omp_get_max_threads());
+  spm::parallel_for(spm::RangePolicy<spm::OpenMP>(team, 0, rows), [&](long i) {
     int pos = row_ptr[i];
-    for (const auto& [col, v] : rowMaps[i]->entries) {
+    for (const auto& [col, v] : rowMaps[size_t(i)]->entries) {
       col_idx[pos] = int(col);
       values[pos] = v;
       ++pos;
     }
-  }
+  });
 }
 
 template class COOMatrixT<int, int, int>;
