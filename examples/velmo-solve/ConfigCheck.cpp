@@ -1,12 +1,13 @@
 #include "ConfigCheck.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
 
-#include "MatrixMarketCheck.h"
+#include "ProblemSize.h"
 #include "operators/ParOperator.h"
 #include "utils/Device.h"
 #include "utils/TestCase.h"
-#include "utils/Utils.h"
 
 namespace velmo::driver {
 
@@ -52,41 +53,60 @@ void checkDevice(const json& params, const std::string& where) {
   }
 }
 
-// Vectors must match the matrix; an empty name means the default vector.
-void checkVectorFile(const json& params, const char* key, long rows, ValueKind kind, bool strict) {
-  if (!params.contains(key)) return;
-  const std::string path = stringKey(params, key, " in MatrixMarket_params");
-  if (path.empty()) return;
-  auto shape = checkArrayFile(path, kind, strict);
-  if (shape.rows != rows || shape.cols != 1) {
-    throw InputError(path + ": a vector of " + std::to_string(rows) + " rows is needed, the file holds " +
-                     std::to_string(shape.rows) + " x " + std::to_string(shape.cols));
+// Every "<Name>_params" block, at any depth, is an object: the library would ignore any
+// other value and use its defaults.
+void checkParamBlocks(const json& value) {
+  if (!value.is_object() && !value.is_array()) return;
+  for (auto it = value.begin(); it != value.end(); ++it) {
+    const std::string key = value.is_object() ? it.key() : std::string();
+    const std::string suffix = "_params";
+    if (key.size() > suffix.size() && key.compare(key.size() - suffix.size(), suffix.size(), suffix) == 0 &&
+        !it->is_object()) {
+      throw InputError("\"" + key + "\" must be an object");
+    }
+    checkParamBlocks(*it);
   }
 }
 
-void checkMatrixMarketFiles(const json& config, ValueKind kind) {
+std::unique_ptr<MatrixMarketInput> checkMatrixMarketFiles(const json& config, ValueKind kind) {
   const json params = config.value("MatrixMarket_params", json::object());
   const std::string where = " in MatrixMarket_params";
-  if (!params.is_object()) throw InputError("\"MatrixMarket_params\" must be an object");
-  const std::string fileA = stringKey(params, "filename_A", where);
-  const bool strict = Utils::isStrictMatrixMarket();
-  auto shape = checkCoordinateFile(fileA, kind, strict);
-  if (shape.rows != shape.cols) {
-    throw InputError(fileA + ": the matrix is " + std::to_string(shape.rows) + " x " + std::to_string(shape.cols) +
-                     "; a square matrix is needed");
+  stringKey(params, "filename_A", where);
+  for (const char* key : {"filename_b", "filename_x"}) {
+    if (params.contains(key)) stringKey(params, key, where);
   }
-  checkVectorFile(params, "filename_b", shape.rows, kind, strict);
-  checkVectorFile(params, "filename_x", shape.rows, kind, strict);
   checkDevice(params, where);
+  return std::make_unique<MatrixMarketInput>(params, kind);
 }
 
-// The grid needs at least one point an axis.
-void checkPoissonParams(const json& config) {
+// The test problem reads "dim" and "N" as int, takes any "dim" but 3 for a plane and gives a
+// zero right-hand side for any but 2, and has N^dim rows.
+void checkPoissonParams(const json& config, long valueBytes) {
   const json params = config.value("PoissonFDM_params", json::object());
-  if (!params.is_object() || !params.contains("N")) return;
-  if (!params["N"].is_number_integer() || params["N"].get<long>() < 1) {
-    throw InputError("\"N\" in PoissonFDM_params must be a positive integer");
+  if (!params.contains("dim") || !params["dim"].is_number_integer() ||
+      (params["dim"].get<long>() != 2 && params["dim"].get<long>() != 3)) {
+    throw InputError("\"dim\" in PoissonFDM_params must be 2 or 3");
   }
+  const long dim = params["dim"].get<long>();
+  long n = 100;
+  if (params.contains("N")) {
+    if (!params["N"].is_number_integer() || params["N"].get<double>() < 1 ||
+        params["N"].get<double>() > double(kMaxLocalIndex)) {
+      throw InputError("\"N\" in PoissonFDM_params must be a positive integer of at most " +
+                       std::to_string(kMaxLocalIndex));
+    }
+    n = params["N"].get<long>();
+  }
+  // Each of the dim axes has N^(dim-1) (N-1) edges, an entry on either side of the diagonal.
+  const double rows = std::pow(double(n), double(dim));
+  const double entries = rows + 2.0 * double(dim) * (rows / double(n)) * double(n - 1);
+  if (entries > double(kMaxLocalIndex)) {
+    char counts[96];
+    std::snprintf(counts, sizeof counts, "%.0f rows and %.0f entries", rows, entries);
+    throw InputError("\"N\": " + std::to_string(n) + " with \"dim\": " + std::to_string(dim) + " gives " + counts +
+                     ", more than the 32-bit local index holds (" + std::to_string(kMaxLocalIndex) + ")");
+  }
+  checkMemory(long(rows), long(entries), valueBytes, "PoissonFDM_params");
 }
 
 }  // namespace
@@ -102,26 +122,34 @@ std::string valueTypeOf(const json& config) {
 }
 
 template <class Value>
-void checkConfig(const json& config) {
+CheckedProblem checkConfig(const json& config) {
   valueTypeOf(config);
+  checkParamBlocks(config);
   checkName(config, TestCaseT<Value, long, int>::getFactory());
   checkName(config, ParSolverT<Value, long, int>::getFactory());
   if (config.contains("preconditioner_type")) checkName(config, ParPreconditionerT<Value, long, int>::getFactory());
   if (config.contains("output_x")) stringKey(config, "output_x", "");
+  if (config.contains("output_format")) {
+    const std::string format = stringKey(config, "output_format", "");
+    if (format != "standard" && format != "velmo") {
+      throw InputError("unknown output_format \"" + format + "\"; choose \"standard\" or \"velmo\"");
+    }
+  }
 
+  CheckedProblem problem{config, nullptr};
   const std::string testcase = config["testcase_type"].get<std::string>();
-  const ValueKind kind = is_complex_v<Value> ? ValueKind::Complex : ValueKind::Real;
+  const std::string paramsKey = testcase + "_params";
   if (testcase == "MatrixMarket") {
-    checkMatrixMarketFiles(config, kind);
-    return;
+    problem.files = checkMatrixMarketFiles(config, is_complex_v<Value> ? ValueKind::Complex : ValueKind::Real);
+    problem.config[paramsKey] = problem.files->libraryParams();
+    return problem;
   }
-  if (testcase == "PoissonFDM") checkPoissonParams(config);
-  if (config.contains(testcase + "_params") && config[testcase + "_params"].is_object()) {
-    checkDevice(config[testcase + "_params"], " in " + testcase + "_params");
-  }
+  if (config.contains(paramsKey)) checkDevice(config[paramsKey], " in " + paramsKey);
+  if (testcase == "PoissonFDM") checkPoissonParams(config, long(sizeof(Value)));
+  return problem;
 }
 
-template void checkConfig<double>(const json& config);
-template void checkConfig<Complex<double>>(const json& config);
+template CheckedProblem checkConfig<double>(const json& config);
+template CheckedProblem checkConfig<Complex<double>>(const json& config);
 
 }  // namespace velmo::driver

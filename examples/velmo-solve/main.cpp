@@ -4,12 +4,14 @@
 //
 // Without an argument it solves the built-in default, the 3-D Poisson problem on a 64^3
 // grid by PCG with smoothed-aggregation multigrid. Exit codes: 0 converged, 2 bad input, 3 the solve ended without reaching
-// its tolerance.
+// its tolerance, 4 the problem does not fit in this machine's memory.
 #include <glog/logging.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <fstream>
 #include <iostream>
@@ -20,7 +22,8 @@
 
 #include "ConfigCheck.h"
 #include "HierarchyReport.h"
-#include "MatrixMarketCheck.h"
+#include "MatrixMarketMode.h"
+#include "ProblemSize.h"
 #include "mat/ParCSRMatrix.h"
 #include "mat/ParMatrix.h"
 #include "operators/ParOperator.h"
@@ -34,6 +37,7 @@ using driver::InputError;
 
 constexpr int kExitBadInput = 2;
 constexpr int kExitNotConverged = 3;
+constexpr int kExitOutOfMemory = 4;
 
 const char* kDefaultConfig = R"({
   "testcase_type": "PoissonFDM",
@@ -77,14 +81,29 @@ int run(const json& config) {
   using Preconditioner = ParPreconditionerT<Value, long, int>;
   using TestCase = TestCaseT<Value, long, int>;
 
-  driver::checkConfig<Value>(config);
+  driver::CheckedProblem problem = driver::checkConfig<Value>(config);
+
+  // Opened before the solve, so that a name that cannot be written fails early.
+  const std::string outputPath = config.value("output_x", std::string());
+  std::ofstream output;
+  if (!outputPath.empty()) {
+    output.open(outputPath);
+    if (!output) throw InputError(outputPath + ": cannot write the solution: " + std::strerror(errno));
+  }
 
   std::printf("configuration:\n%s\n", config.dump(2).c_str());
   ParCSRMatrix A;
   ParMatrix x, b;
-  TestCase::getFactory().createInstance(config)->generate(A, x, b);
-  std::printf("problem: %ld rows, %ld nonzeros, device %s\n", long(A.getRows()), A.getNnzs(),
-              A.getDevice().toString().c_str());
+  {
+    driver::MatrixMarketMode mode(problem.files && problem.files->strict());
+    TestCase::getFactory().createInstance(problem.config)->generate(A, x, b);
+  }
+  // Nothing here walks or extends the assembled entries: their buffers would only hold memory.
+  A.releaseAssembly();
+  b.releaseAssembly();
+  if (problem.files) problem.files->checkLoaded(long(A.getRows()), A.getNnzs(), long(b.getRows()), long(x.getRows()));
+  std::printf("problem: %ld rows, %ld nonzeros, device %s%s\n", long(A.getRows()), A.getNnzs(),
+              A.getDevice().toString().c_str(), problem.files ? problem.files->note().c_str() : "");
   std::fflush(stdout);
 
   auto solver = Solver::getFactory().createInstance(config);
@@ -116,12 +135,17 @@ int run(const json& config) {
   std::printf("true residual:       %.6e  (||b - A x|| / ||b||)\n", trueResidual);
   std::printf("converged:           %s\n", converged ? "yes" : "no");
 
-  if (config.contains("output_x")) {
-    const std::string path = config["output_x"].get<std::string>();
-    std::ofstream out(path);
-    if (!out) throw InputError(path + ": cannot write the solution");
-    x.getLocalMatrix().toDevice(Device(0, 0)).saveToStream(out, 17);
-    std::printf("solution written to %s\n", path.c_str());
+  if (output.is_open()) {
+    {
+      driver::MatrixMarketMode mode(config.value("output_format", std::string("standard")) == "standard");
+      x.getLocalMatrix().toDevice(Device(0, 0)).saveToStream(output, 17);
+    }
+    errno = 0;
+    output.close();
+    if (output.fail()) {
+      throw InputError(outputPath + ": writing the solution failed: " + std::strerror(errno ? errno : EIO));
+    }
+    std::printf("solution written to %s\n", outputPath.c_str());
   }
   return converged ? 0 : kExitNotConverged;
 }
@@ -141,6 +165,12 @@ int main(int argc, char** argv) {
   try {
     json config = readConfig(argc, argv);
     rc = driver::valueTypeOf(config) == "complex" ? run<Complex<double>>(config) : run<double>(config);
+  } catch (const driver::MemoryError& e) {
+    std::fprintf(stderr, "velmo-solve: out of memory: %s\n", e.what());
+    rc = kExitOutOfMemory;
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "velmo-solve: out of memory\n");
+    rc = kExitOutOfMemory;
   } catch (const InputError& e) {
     std::fprintf(stderr, "velmo-solve: %s\n", e.what());
   } catch (const json::exception& e) {

@@ -1,10 +1,12 @@
 #include "mat/COOMatrix.h"
 
 #include <glog/logging.h>
+#include <omp.h>
 
 #include <sstream>
 #include <string>
 
+#include "kernels/spm/spm.h"
 #include "mat/CSRMatrix.h"
 #include "mat/MatrixMarketValue.h"
 #include "utils/Complex.h"
@@ -21,22 +23,42 @@ void COOMatrixT<Value, RowIndex, ColIndex>::create(RowIndex rows, ColIndex cols)
 }
 
 template <class Value, class RowIndex, class ColIndex>
-auto COOMatrixT<Value, RowIndex, ColIndex>::getRowMap(RowIndex row) const -> std::shared_ptr<RowMap> {
-  std::lock_guard<std::mutex> guard(m_impl->lock);
-  std::shared_ptr<RowMap>& slot = m_impl->rowMaps[row];
-  if (!slot) slot = std::make_shared<RowMap>();
+auto COOMatrixT<Value, RowIndex, ColIndex>::findRow(RowIndex row) const -> const std::shared_ptr<RowMap>& {
+  COOMatrixImpl& impl = *m_impl;
+  std::lock_guard<std::mutex> guard(impl.lock);
+  std::shared_ptr<RowMap>& slot = impl.rowMaps[row];
+  if (!slot) {
+    if (!impl.arena) impl.arena = std::make_shared<AssemblyArena>();
+    using Keeper = ArenaAllocator<RowMap, std::shared_ptr<AssemblyArena>>;
+    slot = std::allocate_shared<RowMap>(Keeper(impl.arena), impl.arena.get());
+  }
   return slot;
+}
+
+template <class Value, class RowIndex, class ColIndex>
+auto COOMatrixT<Value, RowIndex, ColIndex>::getRowMap(RowIndex row) const -> std::shared_ptr<RowMap> {
+  // The slot is written once, under the lock, and hash nodes never move: read unlocked.
+  return findRow(row);
 }
 
 template <class Value, class RowIndex, class ColIndex>
 void COOMatrixT<Value, RowIndex, ColIndex>::setValue(RowIndex row, ColIndex col, const Value& v,
                                                      SetValueMode mode) const {
-  std::shared_ptr<RowMap> rowMap = getRowMap(row);
-  std::lock_guard<std::mutex> guard(rowMap->lock);
+  // The row this thread set last. Rows stay in their table for its life, and a serial is
+  // never reused, so a match is the same live row.
+  struct RecentRow {
+    std::uint64_t table = 0;
+    RowIndex row = 0;
+    RowMap* map = nullptr;
+  };
+  static thread_local RecentRow recent;
+  if (recent.table != m_impl->serial || recent.row != row) recent = {m_impl->serial, row, findRow(row).get()};
+  RowMap& rowMap = *recent.map;
+  std::lock_guard<std::mutex> guard(rowMap.lock);
   if (mode == 0) {
-    rowMap->entries[col] = v;
+    rowMap.entries[col] = v;
   } else if (mode == 1) {
-    rowMap->entries[col] += v;
+    rowMap.entries[col] += v;
   }
 }
 
@@ -80,8 +102,7 @@ void COOMatrixT<Value, RowIndex, ColIndex>::loadFromStream(std::istream& in) {
     readMatrixMarketValue(in, v, strict, MatrixMarketFormat::Coordinate);
     // Nothing is reported on bad input; reading just stops.
     if (in.fail()) break;
-    std::shared_ptr<RowMap> rowMap = getRowMap(RowIndex(row - 1));
-    rowMap->entries[ColIndex(col - 1)] = v;
+    findRow(RowIndex(row - 1))->entries[ColIndex(col - 1)] = v;
   }
 }
 
@@ -92,25 +113,28 @@ void COOMatrixT<Value, RowIndex, ColIndex>::toCSR(CSRMatrixT<Value, int>& out) c
   const int rows = int(m_impl->rows);
   out.resize(rows, int(m_impl->cols), out.getDevice());
 
-  std::vector<std::shared_ptr<RowMap>> rowMaps(static_cast<size_t>(rows));
+  // The lookups may insert empty rows under the table's lock, so they stay in one thread;
+  // once the offsets are known the rows are independent and their copies run on the team.
+  std::vector<const RowMap*> rowMaps(static_cast<size_t>(rows));
   int* row_ptr = out.getRowPtr();
   row_ptr[0] = 0;
   for (int i = 0; i < rows; ++i) {
-    rowMaps[i] = getRowMap(RowIndex(i));
+    rowMaps[i] = findRow(RowIndex(i)).get();
     row_ptr[i + 1] = row_ptr[i] + int(rowMaps[i]->entries.size());
   }
 
   out.resizeNnz(row_ptr[rows], 0);
   int* col_idx = out.getColIdx();
   Value* values = out.getValues();
-  for (int i = 0; i < rows; ++i) {
+  const spm::OpenMP team(omp_get_max_threads());
+  spm::parallel_for(spm::RangePolicy<spm::OpenMP>(team, 0, rows), [&](long i) {
     int pos = row_ptr[i];
-    for (const auto& [col, v] : rowMaps[i]->entries) {
+    for (const auto& [col, v] : rowMaps[size_t(i)]->entries) {
       col_idx[pos] = int(col);
       values[pos] = v;
       ++pos;
     }
-  }
+  });
 }
 
 template class COOMatrixT<int, int, int>;

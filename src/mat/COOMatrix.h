@@ -1,11 +1,14 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <istream>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
 
+#include "mat/AssemblyArena.h"
 #include "mat/Partitioner.h"
 
 namespace velmo {
@@ -18,10 +21,17 @@ class CSRMatrixT;
 using SetValueMode = int;
 
 // One row of a coordinate matrix: its entries by column, with a mutex of its own so that
-// writers to different rows never wait for each other.
+// writers to different rows never wait for each other. The entries live in the arena of the
+// buffer that made the row; the hash table is the standard one, so entries iterate as in any
+// std::unordered_map.
 template <class ColIndex, class Value>
 struct MapWithLockType {
-  std::unordered_map<ColIndex, Value> entries;
+  using Allocator = ArenaAllocator<std::pair<const ColIndex, Value>, AssemblyArena*>;
+  using Entries = std::unordered_map<ColIndex, Value, std::hash<ColIndex>, std::equal_to<ColIndex>, Allocator>;
+
+  explicit MapWithLockType(AssemblyArena* arena) : entries(Allocator(arena)) {}
+
+  Entries entries;
   std::mutex lock;
 };
 
@@ -41,12 +51,19 @@ class COOMatrixT {
     RowIndex rows = -1;  // -1 until set
     ColIndex cols = -1;
     std::mutex lock;  // guards rowMaps, never held while a row is touched
+    // Memory of the rows, made with the first row; rows hold a share of it.
+    std::shared_ptr<AssemblyArena> arena;
+    // Tells this table from any other, for the row a thread set last (see setValue).
+    const std::uint64_t serial = nextAssemblySerial();
   };
 
   COOMatrixT() : m_impl(std::make_shared<COOMatrixImpl>()) {}
 
   // A fresh, empty table of the given shape; other handles keep the old one.
   void create(RowIndex rows, ColIndex cols);
+  // A fresh, empty table of the same shape. The rows' memory goes with the last table that
+  // shares them.
+  void clear() { create(getRows(), getCols()); }
 
   RowIndex getRows() const { return m_impl->rows; }
   ColIndex getCols() const { return m_impl->cols; }
@@ -54,10 +71,12 @@ class COOMatrixT {
   // The row, made empty if it is new. Takes the table lock for the lookup only.
   std::shared_ptr<RowMap> getRowMap(RowIndex row) const;
   // The table itself, for walks in hash order and for routing rows by pointer. Not to be
-  // used while other threads call setValue.
+  // used while other threads call setValue. A row once in a table that setValue has used is
+  // never removed or replaced.
   RowMapTable& getRowMaps() const { return m_impl->rowMaps; }
 
   // Thread-safe; see SetValueMode. The row is created even when the mode stores nothing.
+  // Entries of one row set in a run by one thread take the table's lock once.
   void setValue(RowIndex row, ColIndex col, const Value& v, SetValueMode mode) const;
 
   // Routes every row to its owner under `partitioner`: element p holds, under their local
@@ -76,6 +95,10 @@ class COOMatrixT {
   void toCSR(CSRMatrixT<Value, int>& out) const;
 
  private:
+  // The row's slot in the table, with the row made empty if it is new; the lookup is made
+  // under the table's lock.
+  const std::shared_ptr<RowMap>& findRow(RowIndex row) const;
+
   std::shared_ptr<COOMatrixImpl> m_impl;
 };
 

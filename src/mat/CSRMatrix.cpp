@@ -264,6 +264,10 @@ void CSRMatrixT<Value, LocalIndex>::splitCols(const PartitionerT<GlobalIndex, Lo
   }
   CHECK(this->getCols() == partitioner.getGlobalSize())
       << "splitRows: rows.size() != partitioner.getGlobalSize()";
+  if (partitioner.getNumParts() == 1) {
+    blocks.assign(1, *this);
+    return;
+  }
   blocks.resize(size_t(partitioner.getNumParts()));
   for (int p = 0; p < partitioner.getNumParts(); ++p) {
     const LocalIndex start = LocalIndex(partitioner.getPartBegin(p));
@@ -481,6 +485,27 @@ void CSRMatrixT<Value, LocalIndex>::axpbyDiag(const Value& alpha, const Vector& 
                            colOffset};
     SpBlasOps<Value, LocalIndex>::csr_axpby_diag(src.getDevice(), alpha, x.getData(), beta, y.getData(), a, view);
   });
+}
+
+template <class Value, class LocalIndex>
+bool CSRMatrixT<Value, LocalIndex>::axpbyDiagInPlace(const Value& alpha, const Vector& x, const Value& beta,
+                                                     const Vector& y, LocalIndex rowOffset, LocalIndex colOffset) {
+  if (getNnzs() == 0) return false;
+  const Device device = getDevice();
+  const MergeRawMat a = getMergeRawMat(rowOffset, colOffset);
+  // The kernel's counting pass tells whether a row would grow; with no row growing, its fill
+  // pass writes each entry over itself.
+  MatrixT<LocalIndex, LocalIndex, MatrixLayoutRowMajor> rowPtr(getRows() + 1, 1, device);
+  MergeRawMat out{a.rows, a.cols, a.nnzs, 0, rowPtr.getData(), rowPtr.getData() + 1, nullptr, nullptr,
+                  rowOffset, colOffset};
+  SpBlasOps<Value, LocalIndex>::csr_axpby_diag(device, alpha, x.getData(), beta, y.getData(), a, out);
+  LocalIndex n = 0;
+  copyArray(device, rowPtr.getData() + getRows(), kHost, &n, 1);
+  if (n != getNnzs()) return false;
+  out.col_idx = a.col_idx;
+  out.values = a.values;
+  SpBlasOps<Value, LocalIndex>::csr_axpby_diag(device, alpha, x.getData(), beta, y.getData(), a, out);
+  return true;
 }
 
 template <class Value, class LocalIndex>

@@ -79,6 +79,8 @@ class CSRMatrixT {
   LocalIndex* getColIdx() const { return m_impl->col_idx; }
   Value* getValues() const { return m_impl->values; }
   bool sharesStorageWith(const CSRMatrixT& other) const { return m_impl == other.m_impl; }
+  // No other handle sees this storage, so changing it in place is invisible elsewhere.
+  bool isSoleHandle() const { return m_impl.use_count() == 1; }
 
   // Kernel views of the arrays, valid on the matrix's device while the arrays live.
   RawMat getRawMat() const;
@@ -105,7 +107,8 @@ class CSRMatrixT {
   void getSelectedCols(const IndexList& selected, CSRMatrixT& out, LocalIndex shift) const;
 
   // One block per part of the column partition, columns local to the part. A matrix without
-  // entries gives no blocks at all.
+  // entries gives no blocks at all. A single part spans every column, so its block is this
+  // matrix itself, shared rather than copied.
   template <class GlobalIndex>
   void splitCols(const PartitionerT<GlobalIndex, LocalIndex>& partitioner, std::vector<CSRMatrixT>& blocks) const;
   // The inverses, stacking row blocks and joining column blocks. A block without entries
@@ -133,6 +136,10 @@ class CSRMatrixT {
   // appended to its row. `out` must hold no entries.
   static void axpbyDiag(const Value& alpha, const Vector& x, const Value& beta, const Vector& y,
                         const CSRMatrixT& A, CSRMatrixT& out, LocalIndex rowOffset, LocalIndex colOffset);
+  // The same formula written into this matrix, when it stores every diagonal entry its block
+  // spans: the pattern is then unchanged. Returns false, changing nothing, when one is missing.
+  bool axpbyDiagInPlace(const Value& alpha, const Vector& x, const Value& beta, const Vector& y,
+                        LocalIndex rowOffset, LocalIndex colOffset);
   // One damped Jacobi sweep on x, in place.
   void jacobi(const Vector& b, Vector& x, const Value& omega) const;
 

@@ -33,7 +33,7 @@ namespace velmo {
 //
 // Entries may also be assembled one at a time by global index, from many threads:
 // beginAssemble, setValue, endAssemble. The buffer outlives endAssemble until the next
-// beginAssemble.
+// beginAssemble or releaseAssembly.
 template <class Value, class GlobalIndex, class LocalIndex>
 class ParCSRMatrixT : public ParMatrixFreeT<Value, GlobalIndex, LocalIndex> {
  public:
@@ -149,6 +149,10 @@ class ParCSRMatrixT : public ParMatrixFreeT<Value, GlobalIndex, LocalIndex> {
   void beginAssemble();
   void setValue(GlobalIndex row, GlobalIndex col, const Value& v, SetValueMode mode);
   void endAssemble();
+  // An extension to the assembly sequence: empties the buffer and frees the memory its entries
+  // hold, often several times that of the blocks. The blocks stay as they are; traversal then
+  // sees nothing, and a further endAssemble builds from what is set afterwards.
+  void releaseAssembly() { m_impl->assembleCoo.clear(); }
   // Row i of `a` is global row i; `a` is copied to the host for reading if needed.
   void createByAssemble(const CSRMatrixT<Value, GlobalIndex>& a, int comm = comu::kCommSelf);
 

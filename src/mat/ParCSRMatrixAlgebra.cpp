@@ -183,7 +183,13 @@ void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::axpbyDiag(Value alpha, const
   if (own == A.m_impl->colBlocks.end()) return;
   GlobalIndex rowBegin = 0;
   A.getOwnerShipRange(&rowBegin, nullptr);
-  // Written into a new block: the old one may be shared with other matrices.
+  // A block that other matrices may share is replaced by a new one, unless nothing else holds it
+  // and its pattern stays.
+  LocalMatrix& block = own->second.mat;
+  if (block.isSoleHandle() &&
+      block.axpbyDiagInPlace(alpha, x.getLocalMatrix(), beta, y.getLocalMatrix(), LocalIndex(rowBegin),
+                             LocalIndex(A.m_impl->colPartitioner.getPartBegin(rank))))
+    return;
   LocalMatrix updated;
   LocalMatrix::axpbyDiag(alpha, x.getLocalMatrix(), beta, y.getLocalMatrix(), own->second.mat, updated,
                          LocalIndex(rowBegin), LocalIndex(A.m_impl->colPartitioner.getPartBegin(rank)));

@@ -99,11 +99,14 @@ class ParMatrixT {
   // other creates, and to start afresh, call beginAssemble, which needs positive dimensions.
   // setValue may be called from many threads at once, but not concurrently with
   // beginAssemble or endAssemble. endAssemble replaces the local matrix with the buffer's
-  // entries over zeros; the buffer stays until the next beginAssemble.
+  // entries over zeros; the buffer stays until the next beginAssemble or releaseAssembly.
   void beginAssemble();
   void setValue(GlobalIndex row, GlobalIndex col, const Value& v, SetValueMode mode);
   void setValue(GlobalIndex row, const Value& v, SetValueMode mode) { setValue(row, 0, v, mode); }
   void endAssemble();
+  // An extension to the assembly sequence: empties the buffer and frees the memory its entries
+  // hold; the local matrix stays as it is.
+  void releaseAssembly() { m_impl->assembleCoo.clear(); }
   // Row i of `a` is global row i, so equal input on every rank gives the same matrix.
   void createByAssemble(const MatrixT<Value, GlobalIndex, MatrixLayoutRowMajor>& a, int comm = comu::kCommSelf);
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
 #include <vector>
 
 #include "comu/Transport.h"
@@ -27,7 +26,6 @@ using Records = MatrixT<AggregateData<int>, int, MatrixLayoutRowMajor>;
 struct AggrId {
   int rank;
   int aggregate;
-  bool operator<(const AggrId& o) const { return rank != o.rank ? rank < o.rank : aggregate < o.aggregate; }
 };
 
 // A matrix with A's partitions, device, comm and block patterns, its values of type V unset.
@@ -218,9 +216,16 @@ void LevelTransferOps_SA<Value, GlobalIndex, LocalIndex>::renumber(ParIntMatrix&
   const LocalIndex rows = aggr.getLocalMatrix().getRows();
 
   // Per destination: the ids as (rank, aggregate) pairs in row order, and their rows.
+  const auto destination = [&](LocalIndex i) { return owners[i] >= 0 ? size_t(owners[i]) : 0; };
+  std::vector<size_t> sizes(ranks, 0);
+  for (LocalIndex i = 0; i < rows; ++i) ++sizes[destination(i)];
   std::vector<std::vector<int>> ids(ranks), positions(ranks);
+  for (size_t r = 0; r < ranks; ++r) {
+    ids[r].reserve(2 * sizes[r]);
+    positions[r].reserve(sizes[r]);
+  }
   for (LocalIndex i = 0; i < rows; ++i) {
-    const size_t dest = owners[i] >= 0 ? size_t(owners[i]) : 0;
+    const size_t dest = destination(i);
     ids[dest].push_back(owners[i]);
     ids[dest].push_back(marks[i]);
     positions[dest].push_back(int(i));
@@ -228,17 +233,37 @@ void LevelTransferOps_SA<Value, GlobalIndex, LocalIndex>::renumber(ParIntMatrix&
   std::vector<std::vector<int>> received;
   comu::sparse_send_recv<int>(comm, ids, received, false);
 
-  std::map<AggrId, int> numbers;
+  // Rows come here only from their owner, so every id named here was made by this rank, and
+  // its aggregate is this rank's running count. A table indexed by that count numbers them in
+  // order of first appearance, exactly as an ordered map of the (rank, aggregate) pairs would,
+  // without a tree lookup per row.
+  int bound = 0;
+  for (const std::vector<int>& list : received)
+    for (size_t k = 0; k + 1 < list.size(); k += 2) {
+      const AggrId id{list[k], list[k + 1]};
+      if (id.rank < 0) continue;
+      CHECK(id.rank == int(me) && id.aggregate >= 0) << "renumber: aggregate " << id.aggregate << " of rank "
+                                                      << id.rank << " sent to rank " << me;
+      bound = std::max(bound, id.aggregate + 1);
+    }
+  std::vector<int> numbers(size_t(bound), -1);
+  int count = 0;
   std::vector<std::vector<int>> answers(ranks);
   for (size_t r = 0; r < ranks; ++r) {
     const std::vector<int>& list = received[r];
+    answers[r].reserve(list.size() / 2);
     for (size_t k = 0; k + 1 < list.size(); k += 2) {
       const AggrId id{list[k], list[k + 1]};
-      answers[r].push_back(id.rank < 0 ? -1 : numbers.emplace(id, int(numbers.size())).first->second);
+      if (id.rank < 0) {
+        answers[r].push_back(-1);
+        continue;
+      }
+      int& number = numbers[size_t(id.aggregate)];
+      if (number < 0) number = count++;
+      answers[r].push_back(number);
     }
   }
 
-  const int count = int(numbers.size());
   std::vector<int> mine(ranks, count), counts(ranks, 0);
   comu::allToAllInt(comm, mine.data(), counts.data());
   std::vector<long> starts(ranks + 1, 0);

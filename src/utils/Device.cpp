@@ -2,13 +2,16 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <new>
 
 #include <glog/logging.h>
 
 #include "kernels/spm/spm.h"
+#include "utils/HostMemory.h"
 
 #ifdef VELMO_HAVE_CUDA
 #include <cuda_runtime_api.h>
@@ -43,8 +46,13 @@ std::string Device::toString() const { return name + ":" + std::to_string(id); }
 
 void* Device::rawMalloc(size_t bytes) const {
   switch (type) {
-    case 0:
-      return std::malloc(bytes);
+    case 0: {
+      void* p = std::malloc(bytes);
+      // An exception the application can catch, where a null block would crash later.
+      if (p == nullptr && bytes > 0) throw std::bad_alloc();
+      adviseHugePages(p, bytes);
+      return p;
+    }
     case 1: {
       void* p = nullptr;
 #ifdef VELMO_HAVE_CUDA
@@ -76,9 +84,29 @@ void Device::rawFree(void* p) const {
   }
 }
 
+namespace {
+
+// A host copy on the thread team: chunk k of the bytes on thread k, as the host kernels cut
+// their ranges. The team joins from the size at which it joins a kernel over 8-byte values, the
+// values most copies carry; smaller copies run in one piece on the caller.
+void hostCopy(size_t bytes, const void* src, void* dst) {
+  const long n = long(bytes);
+  const long chunks = std::min<long>(n, omp_get_max_threads());
+  if (chunks <= 0) return;
+  auto* to = static_cast<char*>(dst);
+  const auto* from = static_cast<const char*>(src);
+  spm::detail::runChunks(n / long(sizeof(double)), int(chunks), [&](int k) {
+    long start, count;
+    spm::chunkBounds(n, chunks, k, start, count);
+    std::memcpy(to + start, from + start, size_t(count));
+  });
+}
+
+}  // namespace
+
 int Device::rawCopyTo(size_t bytes, const void* src, const Device& dst_device, void* dst) {
   if (type == 0 && dst_device.type == 0) {
-    if (bytes > 0) std::memcpy(dst, src, bytes);
+    hostCopy(bytes, src, dst);
     return 0;
   }
 #ifdef VELMO_HAVE_CUDA

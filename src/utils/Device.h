@@ -28,6 +28,7 @@ class Device {
   // "word" or "word:ordinal"; an unknown word leaves the host device and says so.
   explicit Device(const std::string& text);
 
+  // Host blocks come from malloc; a failed one throws std::bad_alloc.
   void* rawMalloc(size_t bytes) const;
   // Kept as a plain fresh allocation: the old block is neither copied nor released.
   void* rawRealloc(void* p, size_t bytes) const;

@@ -2,8 +2,11 @@
 
 #include <glog/logging.h>
 
+#include <omp.h>
+
 #include <cmath>
 
+#include "kernels/spm/spm.h"
 #include "utils/Factory.h"
 
 namespace velmo {
@@ -44,8 +47,12 @@ void PoissonFDM_T<Value, GlobalIndex, LocalIndex>::generate(ParCSRMatrix& A, Par
     j = (i - k * plane) / N;
     c = i - k * plane - j * N;
   };
+  // The rows are spread over the thread team. setValue is thread-safe and every row is set by
+  // one thread alone, in the order below, so the matrix does not depend on the team.
+  const spm::OpenMP team(omp_get_max_threads());
+  const spm::RangePolicy<spm::OpenMP> ownRows(team, long(begin), long(end));
 
-  for (GlobalIndex i = begin; i < end; ++i) {
+  spm::parallel_for(ownRows, [&](long i) {
     GlobalIndex k, j, c;
     gridOf(i, k, j, c);
     A.setValue(i, i, Value(2 * ix2 + 2 * iy2 + 2 * iz2), 1);
@@ -55,7 +62,7 @@ void PoissonFDM_T<Value, GlobalIndex, LocalIndex>::generate(ParCSRMatrix& A, Par
     if (j < N - 1) A.setValue(i, i + N, Value(-iy2), 1);
     if (k > 0) A.setValue(i, i - plane, Value(-iz2), 1);
     if (k < nz - 1) A.setValue(i, i + plane, Value(-iz2), 1);
-  }
+  });
   if (log) LOG(INFO) << "finish add values to A";
   A.endAssemble();
   if (log) LOG(INFO) << "finish assemble to A";
@@ -66,14 +73,14 @@ void PoissonFDM_T<Value, GlobalIndex, LocalIndex>::generate(ParCSRMatrix& A, Par
   b.create(size, 1, this->device, comm);
   ParMatrix hostX(size, 1, Device(0, 0), comm);
   Value* xData = hostX.getLocalMatrix().getData();
-  for (GlobalIndex i = begin; i < end; ++i) {
+  spm::parallel_for(ownRows, [&](long i) {
     GlobalIndex k, j, c;
     gridOf(i, k, j, c);
     double s = std::sin(pi * double(c) * hx) * std::sin(pi * double(j) * hy);
     if (m_dim != 2) s *= std::sin(pi * double(k) * hz);
     b.setValue(i, Value(s), 0);
     xData[i - begin] = Value(s * kInverseTwoPiSquared);
-  }
+  });
   if (log) LOG(INFO) << "finish add values to b";
   if (log) LOG(INFO) << "A nnz " << A.getNnzs();
   b.endAssemble();

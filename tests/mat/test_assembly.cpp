@@ -130,6 +130,54 @@ TYPED_TEST(Assembly, ManyThreadsGiveTheSameMatrixAsOne) {
   EXPECT_EQ(hostOf(actual).arrays(), hostOf(expected).arrays());
 }
 
+// One thread filling two buffers in turn, and a buffer begun afresh, must not carry a row over
+// from the other or the old buffer.
+TEST(AssemblyBuffers, KeepTheirOwnRows) {
+  ParCSRMatrixT<double, long, int> A, B;
+  A.create(3, 3, kHost);
+  B.create(3, 3, kHost);
+  A.beginAssemble();
+  B.beginAssemble();
+  A.setValue(1, 1, 2.0, 1);
+  B.setValue(1, 1, 3.0, 1);
+  A.setValue(1, 2, 5.0, 1);
+  A.endAssemble();
+  B.endAssemble();
+  EXPECT_EQ(toDense(A.getLocalMatrix()), (std::vector<double>{0, 0, 0, 0, 2, 5, 0, 0, 0}));
+  EXPECT_EQ(toDense(B.getLocalMatrix()), (std::vector<double>{0, 0, 0, 0, 3, 0, 0, 0, 0}));
+  A.beginAssemble();
+  A.setValue(1, 1, 7.0, 1);
+  A.endAssemble();
+  EXPECT_EQ(toDense(A.getLocalMatrix()), (std::vector<double>{0, 0, 0, 0, 7, 0, 0, 0, 0}));
+}
+
+// The release leaves the assembled matrix and vector working, with nothing in their buffers.
+TEST(AssemblyRelease, KeepsTheResultAndEmptiesTheBuffer) {
+  ParCSRMatrixT<double, long, int> A;
+  A.create(2, 2, kHost);
+  A.beginAssemble();
+  A.setValue(0, 0, 2.0, 0);
+  A.setValue(1, 0, 1.0, 0);
+  A.endAssemble();
+  ParMatrixT<double, long, int> v(2, kHost);
+  v.setValue(0, 3.0, 0);
+  v.setValue(1, 4.0, 0);
+  v.endAssemble();
+  A.releaseAssembly();
+  v.releaseAssembly();
+
+  int rows = 0;
+  A.traversal([&](long, long) { return ++rows > 0; }, {});
+  EXPECT_EQ(rows, 0);
+  EXPECT_EQ(contents(A.matVec(v)), (std::vector<double>{6, 3}));
+  // A later assembly builds on what is set after the release alone.
+  A.setValue(1, 1, 5.0, 0);
+  A.endAssemble();
+  EXPECT_EQ(toDense(A.getLocalMatrix()), (std::vector<double>{0, 0, 0, 5}));
+  v.endAssemble();
+  EXPECT_EQ(contents(v), (std::vector<double>{0, 0}));
+}
+
 TEST(AssemblyFromLocal, CreateByAssembleTakesGlobalRows) {
   using C = Complex<double>;
   const C a(1, 1), b(2), c(3, -2), d(4);

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <omp.h>
+
 #include <cstring>
 #include <stdexcept>
+#include <vector>
 
 #include "TestHelpers.h"
 #include "utils/Device.h"
@@ -61,6 +64,22 @@ TEST(DeviceMemory, HostCopiesAndHipBehaviour) {
   host.rawFree(dst);
   EXPECT_DEATH(hip.rawMalloc(8), "device is hip:0 but HIP is not enabled");
   EXPECT_DEATH(Device(5, 2).rawMalloc(8), "unknown device type cpu:2");
+}
+
+// Host copies run in chunks on the team from 4096 doubles on; sizes on both sides of that and
+// of the chunk edges, and a byte past the end that must stay untouched.
+TEST(DeviceMemory, TeamCopiesEqualMemcpy) {
+  const int threads = omp_get_max_threads();
+  omp_set_num_threads(3);
+  const size_t team = 4096 * sizeof(double);
+  for (size_t bytes : {size_t(0), size_t(1), size_t(5), team - 1, team, team + 1, 3 * team + 2}) {
+    std::vector<unsigned char> src(bytes + 1), dst(bytes + 1, 0xAB), expected(bytes + 1, 0xAB);
+    for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<unsigned char>(i * 131 + 7);
+    std::memcpy(expected.data(), src.data(), bytes);
+    Device(0, 0).rawCopyTo(bytes, src.data(), Device(0, 0), dst.data());
+    EXPECT_EQ(dst, expected) << bytes << " bytes";
+  }
+  omp_set_num_threads(threads);
 }
 
 TEST(DeviceTable, HoldsTheHostAndOneEntryPerGpu) {

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <omp.h>
+
 #include <cmath>
+#include <vector>
 
 #include "LogCapture.h"
 #include "TestHelpers.h"
@@ -76,6 +79,47 @@ TEST(PoissonFDM, RightHandSideAndStart) {
   auto point = generate<double>(poisson(2, 1));
   EXPECT_EQ(point.A.getRows(), 1);
   EXPECT_EQ(point.A.getElementValue(0, 0), 0.0);
+}
+
+// The rows are set from the thread team: any team gives the system a plain loop writes, bit for
+// bit. 17^3 rows are enough for the team to take part.
+TEST(PoissonFDM, EveryTeamGivesTheSystemOfAPlainLoop) {
+  const int n = 17, rows = n * n * n;
+  const double h = 1.0 / (n - 1), i2 = 1 / (h * h);
+  std::vector<int> rowPtr{0}, cols;
+  std::vector<double> values, b, x;
+  for (int i = 0; i < rows; ++i) {
+    const int k = i / (n * n), j = i / n % n, c = i % n;
+    // In column order; a missing neighbour is a zero.
+    const std::pair<int, double> stencil[] = {
+        {i - n * n, k > 0 ? -i2 : 0.0}, {i - n, j > 0 ? -i2 : 0.0},         {i - 1, c > 0 ? -i2 : 0.0},
+        {i, 2 * i2 + 2 * i2 + 2 * i2},   {i + 1, c < n - 1 ? -i2 : 0.0},     {i + n, j < n - 1 ? -i2 : 0.0},
+        {i + n * n, k < n - 1 ? -i2 : 0.0}};
+    for (auto [col, v] : stencil) {
+      if (v == 0.0) continue;
+      cols.push_back(col);
+      values.push_back(v);
+    }
+    rowPtr.push_back(int(cols.size()));
+    b.push_back(std::sin(M_PI * c * h) * std::sin(M_PI * j * h) * std::sin(M_PI * k * h));
+    x.push_back(b.back() * 0.05066059182116889);
+  }
+
+  const int threads = omp_get_max_threads();
+  for (int t : {1, 2}) {
+    omp_set_num_threads(t);
+    auto s = generate<double>(poisson(3, n));
+    const auto local = s.A.getLocalMatrix();
+    ASSERT_EQ(local.getNnzs(), long(cols.size()));
+    EXPECT_EQ(std::vector<int>(local.getRowPtr(), local.getRowPtr() + rows + 1), rowPtr) << t << " threads";
+    EXPECT_EQ(std::vector<int>(local.getColIdx(), local.getColIdx() + cols.size()), cols) << t << " threads";
+    EXPECT_EQ(std::vector<double>(local.getValues(), local.getValues() + cols.size()), values) << t << " threads";
+    const double* bData = s.b.getLocalMatrix().getData();
+    const double* xData = s.x.getLocalMatrix().getData();
+    EXPECT_EQ(std::vector<double>(bData, bData + rows), b) << t << " threads";
+    EXPECT_EQ(std::vector<double>(xData, xData + rows), x) << t << " threads";
+  }
+  omp_set_num_threads(threads);
 }
 
 TEST(PoissonFDM, LogsItsProgressInOrder) {
