@@ -26,8 +26,9 @@ using AggregationImpl = SpBlasOpsAggregationImpl<Value, Index, std::decay_t<Spac
 template <class Value, class Index>
 void SpBlasOps<Value, Index>::aAxpby(const Device& dev, Value alpha, Index rows, Index cols,
                                      const Index* row_ptr, const Index* row_end, const Index* col_idx,
-                                     const Value* values, const Value* x, Value beta, Value* y) {
-  VELMO_SPBLAS_DISPATCH(StructureImpl, aAxpby, alpha, rows, cols, row_ptr, row_end, col_idx, values, x, beta, y);
+                                     const Value* values, const Value* x, Value beta, const Value* z,
+                                     Value* y) {
+  VELMO_SPBLAS_DISPATCH(StructureImpl, aAxpby, alpha, rows, cols, row_ptr, row_end, col_idx, values, x, beta, z, y);
 }
 
 template <class Value, class Index>

@@ -24,10 +24,11 @@ struct SpBlasOps {
 
   // ---- products, extraction and concatenation ----
 
-  // y = alpha A x + beta y; beta == 0 never reads y.
+  // y = alpha A x + beta z, where z may be y itself; beta == 0 never reads z. A separate z
+  // spares a residual the copy of its right-hand side.
   static void aAxpby(const Device& dev, Value alpha, Index rows, Index cols, const Index* row_ptr,
                      const Index* row_end, const Index* col_idx, const Value* values, const Value* x,
-                     Value beta, Value* y);
+                     Value beta, const Value* z, Value* y);
   // aAxpby on nvecs column-major vectors with leading dimensions ldx and ldy.
   static void aAxpby_multi(const Device& dev, Value alpha, Index rows, Index cols, const Index* row_ptr,
                            const Index* col_idx, const Value* values, Index nvecs, Index ldx,

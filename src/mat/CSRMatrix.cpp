@@ -451,9 +451,19 @@ void CSRMatrixT<Value, LocalIndex>::multiply(const CSRMatrixT& B, CSRMatrixT& C)
 template <class Value, class LocalIndex>
 void CSRMatrixT<Value, LocalIndex>::aAxpby(const Value& alpha, const Vector& x, const Value& beta,
                                            Vector& y) const {
+  if (getNnzs() == 0 || x.getSize() == 0) {
+    y = Vector();
+    return;
+  }
+  aAxpbz(alpha, x, beta, y, y);
+}
+
+template <class Value, class LocalIndex>
+void CSRMatrixT<Value, LocalIndex>::aAxpbz(const Value& alpha, const Vector& x, const Value& beta, const Vector& z,
+                                           Vector& y) const {
   const CSRMatrixT& A = *this;
   if (A.getNnzs() == 0 || x.getSize() == 0) {
-    y = Vector();
+    if (!z.sharesStorageWith(y)) z.deepCopy(y);
     return;
   }
   CHECK(x.getCols() == 1) << "aAxpby: x.cols!= 1";
@@ -461,9 +471,11 @@ void CSRMatrixT<Value, LocalIndex>::aAxpby(const Value& alpha, const Vector& x, 
   CHECK(A.getDevice() == x.getDevice()) << "aAxpby: A and x must on the same device";
   CHECK(A.getRows() == y.getRows() && x.getCols() == y.getCols()) << "aAxpby: A.rows!= y.rows";
   CHECK(A.getDevice() == y.getDevice()) << "aAxpby: A and y must on the same device";
+  CHECK(z.getRows() == y.getRows() && z.getCols() == y.getCols() && z.getDevice() == y.getDevice())
+      << "aAxpbz: z and y differ in shape or device";
   const RawMat a = A.getRawMat();
   SpBlasOps<Value, LocalIndex>::aAxpby(A.getDevice(), alpha, a.rows, a.cols, a.row_ptr, a.row_end, a.col_idx,
-                                       a.values, x.getData(), beta, y.getData());
+                                       a.values, x.getData(), beta, z.getData(), y.getData());
 }
 
 template <class Value, class LocalIndex>

@@ -131,6 +131,9 @@ class CSRMatrixT {
   void multiply(const CSRMatrixT& B, CSRMatrixT& C) const;
   // y = alpha A x + beta y for one column x. An empty A or x makes y a default vector.
   void aAxpby(const Value& alpha, const Vector& x, const Value& beta, Vector& y) const;
+  // y = alpha A x + beta z, z of y's shape and possibly y itself: the values aAxpby gives on
+  // a copy of z, without the copy. An empty A or x leaves y a copy of z.
+  void aAxpbz(const Value& alpha, const Vector& x, const Value& beta, const Vector& z, Vector& y) const;
   // out = A with diagonal entry (i + rowOffset, i + rowOffset) set to alpha x[i] + beta y[i] a,
   // an empty x reading 0 and an empty y reading 1; a missing diagonal inside the block is
   // appended to its row. `out` must hold no entries.

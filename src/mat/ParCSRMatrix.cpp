@@ -28,6 +28,7 @@ struct ProductContext {
   Value alpha;
   Value beta;
   Vector xLocal;
+  Vector zLocal;
   Vector yLocal;
   std::mutex* lock;
 };
@@ -269,22 +270,37 @@ Value ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::getElementValue(GlobalIndex
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::aAxpby(Value alpha, const ParMatrix& x, Value beta, ParMatrix& y,
                                                            AsyncMatVecObject* async) {
+  product(alpha, x, beta, y, y, async);
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::aAxpbz(Value alpha, const ParMatrix& x, Value beta,
+                                                           const ParMatrix& z, ParMatrix& y) {
+  z.shapeLike(y);
+  product(alpha, x, beta, z, y, nullptr);
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParCSRMatrixT<Value, GlobalIndex, LocalIndex>::product(Value alpha, const ParMatrix& x, Value beta,
+                                                            const ParMatrix& z, ParMatrix& y,
+                                                            AsyncMatVecObject* async) {
   const ParCSRMatrixT& A = *this;
   // The device and comm checks follow in exchangeMatVec, before any callback runs.
   CHECK(A.getCols() == x.getRows()) << "aAxpby: A.cols != x.rows";
   CHECK(A.getRows() == y.getRows() && x.getCols() == y.getCols()) << "aAxpby: A.rows!= y.rows || x.cols != y.cols";
 
   using Context = ProductContext<Value, Vector>;
-  Context context{alpha, beta, x.getLocalMatrix(), y.getLocalMatrix(), &m_impl->spmvLock};
+  Context context{alpha, beta, x.getLocalMatrix(), z.getLocalMatrix(), y.getLocalMatrix(), &m_impl->spmvLock};
   Context* ctx = &context;
   // The local product writes the common result directly and must be its first writer, so it
   // holds the lock throughout; a remote block works into its own y and locks only to add it.
   const BlockFn localFn = [ctx](int, SpmvColBlock* block) {
     std::lock_guard<std::mutex> guard(*ctx->lock);
     if (block != nullptr) {
-      block->mat.aAxpby(ctx->alpha, ctx->xLocal, ctx->beta, ctx->yLocal);
+      block->mat.aAxpbz(ctx->alpha, ctx->xLocal, ctx->beta, ctx->zLocal, ctx->yLocal);
     } else {
       Vector& y = ctx->yLocal;
+      if (!ctx->zLocal.sharesStorageWith(y)) ctx->zLocal.deepCopy(y);
       BlasOps<Value, LocalIndex>::scal(y.getDevice(), y.getRows() * y.getCols(), ctx->beta, y.getData());
     }
   };

@@ -183,6 +183,7 @@ class ParCSRMatrixT : public ParMatrixFreeT<Value, GlobalIndex, LocalIndex> {
 
   // y = alpha A x + beta y.
   void aAxpby(Value alpha, const ParMatrix& x, Value beta, ParMatrix& y, AsyncMatVecObject* async = nullptr) override;
+  void aAxpbz(Value alpha, const ParMatrix& x, Value beta, const ParMatrix& z, ParMatrix& y) override;
   // y = A x; `y` is recreated unless it already has A's rows, x's cols, A's device and comm.
   void matVec(const ParMatrix& x, ParMatrix& y, AsyncMatVecObject* async = nullptr) override;
   ParMatrix matVec(const ParMatrix& x);
@@ -233,6 +234,9 @@ class ParCSRMatrixT : public ParMatrixFreeT<Value, GlobalIndex, LocalIndex> {
   void jacobi(const ParMatrix& b, ParMatrix& x, Value omega) const;
 
  private:
+  // y = alpha A x + beta z over the column blocks; z may be y.
+  void product(Value alpha, const ParMatrix& x, Value beta, const ParMatrix& z, ParMatrix& y,
+               AsyncMatVecObject* async);
   // The block holding (row, col) and the entry's position in it; null when the row is owned
   // elsewhere, the block is missing or the matrix has no partition.
   SpmvColBlock* findBlock(GlobalIndex row, GlobalIndex col, LocalIndex* localRow, LocalIndex* blockCol) const;

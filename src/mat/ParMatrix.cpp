@@ -212,8 +212,7 @@ double ParMatrixT<Value, GlobalIndex, LocalIndex>::normL1(const ParMatrixT& x) {
 template <class Value, class GlobalIndex, class LocalIndex>
 double ParMatrixT<Value, GlobalIndex, LocalIndex>::residual(ParMatrixFree& A, const ParMatrixT& x,
                                                             const ParMatrixT& b, ParMatrixT& r) {
-  b.deepCopy(r);
-  A.aAxpby(Value(-1.0), x, Value(1.0), r, nullptr);
+  A.aAxpbz(Value(-1.0), x, Value(1.0), b, r);
   return normL2(r);
 }
 
@@ -227,11 +226,16 @@ double ParMatrixT<Value, GlobalIndex, LocalIndex>::residual(ParMatrixFree& A, co
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParMatrixT<Value, GlobalIndex, LocalIndex>::deepCopy(ParMatrixT& out) const {
   if (out.m_impl == m_impl) return;
+  shapeLike(out);
+  m_impl->localMat.deepCopy(out.m_impl->localMat);
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParMatrixT<Value, GlobalIndex, LocalIndex>::shapeLike(ParMatrixT& out) const {
   const ParMatrixImpl& src = *m_impl;
   if (out.getRows() != src.rows || out.getCols() != src.cols || out.getDevice() != src.device ||
       out.getComm() != src.comm)
     out.create(src.rows, src.cols, src.device, src.comm);
-  src.localMat.deepCopy(out.m_impl->localMat);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

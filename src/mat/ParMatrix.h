@@ -156,6 +156,9 @@ class ParMatrixT {
   // `out` keeps its storage when its shape, device and comm already match.
   void deepCopy(ParMatrixT& out) const;
   ParMatrixT deepCopy() const;
+  // Gives `out` this matrix's sizes, device and communicator, anew only where one differs.
+  void shapeLike(ParMatrixT& out) const;
+  bool sharesStorageWith(const ParMatrixT& other) const { return m_impl == other.m_impl; }
 
   // To the current device `out` becomes an alias of this matrix, without a copy.
   void toDevice(const Device& device, ParMatrixT& out) const;

@@ -40,6 +40,12 @@ class ParMatrixFreeT : public ParOperator {
   virtual GlobalIndex getRows() const = 0;
   virtual GlobalIndex getCols() const = 0;
   virtual void aAxpby(Value a, const ParMatrix& x, Value b, ParMatrix& y, AsyncMatVecObject* async = nullptr) = 0;
+  // y = a A x + b z, the values aAxpby leaves in a copy of z; an operator that can read z in
+  // its product spares the copy, which is most of a residual's extra traffic.
+  virtual void aAxpbz(Value a, const ParMatrix& x, Value b, const ParMatrix& z, ParMatrix& y) {
+    z.deepCopy(y);
+    aAxpby(a, x, b, y, nullptr);
+  }
   // y = A x.
   virtual void matVec(const ParMatrix& x, ParMatrix& y, AsyncMatVecObject* async = nullptr) {
     aAxpby(Value(1.0), x, Value(0.0), y, async);

@@ -89,8 +89,7 @@ void ParPreconditionerAMG_T<Value, GlobalIndex, LocalIndex>::setup(const ParMatr
 template <class Value, class GlobalIndex, class LocalIndex>
 double ParPreconditionerAMG_T<Value, GlobalIndex, LocalIndex>::residual(ParCSRMatrix& M, const ParMatrix& x,
                                                                        const ParMatrix& b) {
-  b.deepCopy(residualWork);
-  M.aAxpby(Value(-1), x, Value(1), residualWork, nullptr);
+  M.aAxpbz(Value(-1), x, Value(1), b, residualWork);
   return ParMatrix::normL2(residualWork);
 }
 
@@ -123,8 +122,7 @@ void ParPreconditionerAMG_T<Value, GlobalIndex, LocalIndex>::vcycle_recursive(in
     }
   } else {
     L.pre_smoother->smooth(b, x);
-    b.deepCopy(L.residual_vec);
-    L.A.aAxpby(Value(-1), x, Value(1), L.residual_vec, nullptr);
+    L.A.aAxpbz(Value(-1), x, Value(1), b, L.residual_vec);
     // A norm the cycle does not use, kept as the method states it.
     ParMatrix::normL2(L.residual_vec);
     if (logs) LOG(INFO) << "after pre smooth level " << level << " residual " << residual(L.A, x, b);

@@ -49,7 +49,8 @@ TEST(SpBlasStructure, ZeroBetaIgnoresNaN) {
   std::vector<double> x{3, 4}, y;
   for (double beta : {0.0, 1e-300}) {
     y.assign(3, nan);
-    Ops::aAxpby(kHost, 2.0, 3, 2, A.ptr.data(), A.ptr.data() + 1, A.col.data(), A.val.data(), x.data(), beta, y.data());
+    Ops::aAxpby(kHost, 2.0, 3, 2, A.ptr.data(), A.ptr.data() + 1, A.col.data(), A.val.data(), x.data(), beta,
+                y.data(), y.data());
     EXPECT_EQ(std::isnan(y[0]), beta != 0.0);
     if (beta == 0.0) EXPECT_EQ(y, (std::vector<double>{20, 0, -8}));
   }

@@ -162,10 +162,16 @@ TYPED_TEST(ParCSRTyped, ProductMatchesDenseReference) {
   const V scalars[][2] = {{make<V>(2, 1), make<V>(-3)}, {V(0), make<V>(2, -1)}, {make<V>(1), V(0)}};
   for (const auto& s : scalars) {
     auto yv = parDense<V, G>(rows, 1, s[1] == V(0) ? std::vector<V>(rows, poison<V>()) : y, comu::kCommWorld);
+    const auto zv = yv.deepCopy();
     A.aAxpby(s[0], xv, s[1], yv);
     std::vector<V> expected;
     for (int i = 0; i < rows; ++i) expected.push_back(s[0] * ax[i] + (s[1] == V(0) ? V(0) : s[1] * y[i]));
     expectAllNear(expected, contents(yv), 64);
+    // Reading z in place of a copy of it gives the same bits and leaves z alone.
+    ParMatrixT<V, G, int> out;
+    A.aAxpbz(s[0], xv, s[1], zv, out);
+    EXPECT_EQ(contents(out), contents(yv));
+    if (s[1] != V(0)) EXPECT_EQ(contents(zv), y);
   }
 
   // matVec fits a default y to A and x, and keeps a fitting y's storage.
@@ -182,8 +188,11 @@ TYPED_TEST(ParCSRTyped, ProductMatchesDenseReference) {
   none.create(G(3), G(2), kHost);
   const auto x2 = parDense<V, G>(2, 1, {make<V>(1), make<V>(2)});
   auto y3 = parDense<V, G>(3, 1, {make<V>(1, 1), make<V>(-2), make<V>(3)});
+  ParMatrixT<V, G, int> scaled;
+  none.aAxpbz(make<V>(5), x2, make<V>(2), y3, scaled);
   none.aAxpby(make<V>(5), x2, make<V>(2), y3);
   EXPECT_EQ(contents(y3), (std::vector<V>{make<V>(2, 2), make<V>(-4), make<V>(6)}));
+  EXPECT_EQ(contents(scaled), contents(y3));
   y3 = parDense<V, G>(3, 1, std::vector<V>(3, poison<V>()));
   none.aAxpby(make<V>(5), x2, V(0), y3);
   EXPECT_EQ(contents(y3), std::vector<V>(3, V(0)));

@@ -10,20 +10,20 @@ namespace velmo {
 // and writes it. An output view with a null `col_idx` or `values` asks for the symbolic pass
 // only.
 
-// The beta == 0 body never reads y, so NaNs left in it do not spread.
+// The beta == 0 body never reads z, so NaNs left in it do not spread.
 template <class Value, class Index, class Space>
 void SpBlasOpsStructureImpl<Value, Index, Space>::aAxpby(const Space& s, Value alpha, Index rows,
                                                          Index /*cols*/, const Index* row_ptr,
                                                          const Index* row_end, const Index* col_idx,
                                                          const Value* values, const Value* x, Value beta,
-                                                         Value* y) {
+                                                         const Value* z, Value* y) {
   if (beta == Value(0)) {
     spm::parallel_for(Policy(s, 0, rows), VELMO_LAMBDA(long i) {
       y[i] = alpha * detail::rowDot(row_ptr[i], row_end[i], col_idx, values, x);
     });
   } else {
     spm::parallel_for(Policy(s, 0, rows), VELMO_LAMBDA(long i) {
-      y[i] = y[i] * beta + detail::rowDot(row_ptr[i], row_end[i], col_idx, values, x) * alpha;
+      y[i] = z[i] * beta + detail::rowDot(row_ptr[i], row_end[i], col_idx, values, x) * alpha;
     });
   }
 }
@@ -36,7 +36,7 @@ void SpBlasOpsStructureImpl<Value, Index, Space>::aAxpby_multi(const Space& s, V
                                                                Value beta, Index ldy, Value* y) {
   for (Index v = 0; v < nvecs; ++v) {
     aAxpby(s, alpha, rows, cols, row_ptr, row_ptr + 1, col_idx, values, x + long(v) * ldx, beta,
-           y + long(v) * ldy);
+           y + long(v) * ldy, y + long(v) * ldy);
   }
 }
 

@@ -16,7 +16,7 @@ struct SpBlasOpsStructureImpl {
 
   static void aAxpby(const Space& s, Value alpha, Index rows, Index cols, const Index* row_ptr,
                      const Index* row_end, const Index* col_idx, const Value* values, const Value* x,
-                     Value beta, Value* y);
+                     Value beta, const Value* z, Value* y);
   static void aAxpby_multi(const Space& s, Value alpha, Index rows, Index cols, const Index* row_ptr,
                            const Index* col_idx, const Value* values, Index nvecs, Index ldx, const Value* x,
                            Value beta, Index ldy, Value* y);
