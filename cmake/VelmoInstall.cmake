@@ -16,7 +16,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/ DESTINATION ${CMAKE_INSTALL_INCLUDE
   PATTERN "mat/MatrixMarketValue.h" EXCLUDE
   PATTERN "comu/Stream.h" EXCLUDE
   PATTERN "comu/MatrixStream.h" EXCLUDE
-  PATTERN "mat/PartFileName.h" EXCLUDE)
+  PATTERN "mat/PartFileName.h" EXCLUDE
+  PATTERN "precond/AMGCLConvert.h" EXCLUDE)
 install(FILES ${PROJECT_BINARY_DIR}/generated/velmo/Version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velmo)
 

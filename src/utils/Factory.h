@@ -111,12 +111,15 @@ struct FactoryRegisterer {
       __register__##Base##__##Name##__##Class##__##VWord##__##GWord##__##LWord( \
           #Name, #Base)
 
-// The same for the four floating value types with long and int global indices.
-#define VELMO_REGISTER_FLOATING(Base, Name, Class)                                           \
+// The same for the four floating value types with a long global index, and with long and
+// int global indices.
+#define VELMO_REGISTER_FLOATING_LONG(Base, Name, Class)                                      \
   VELMO_REGISTER(Base, Name, Class, float, float32, long, int64_t, int, int);                 \
   VELMO_REGISTER(Base, Name, Class, double, float64, long, int64_t, int, int);               \
   VELMO_REGISTER(Base, Name, Class, Complex<float>, complex32, long, int64_t, int, int);     \
-  VELMO_REGISTER(Base, Name, Class, Complex<double>, complex64, long, int64_t, int, int);    \
+  VELMO_REGISTER(Base, Name, Class, Complex<double>, complex64, long, int64_t, int, int)
+#define VELMO_REGISTER_FLOATING(Base, Name, Class)                                           \
+  VELMO_REGISTER_FLOATING_LONG(Base, Name, Class);                                           \
   VELMO_REGISTER(Base, Name, Class, float, float32, int, int32_t, int, int);                 \
   VELMO_REGISTER(Base, Name, Class, double, float64, int, int32_t, int, int);                \
   VELMO_REGISTER(Base, Name, Class, Complex<float>, complex32, int, int32_t, int, int);      \

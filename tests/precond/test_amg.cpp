@@ -73,6 +73,22 @@ TEST(AMG, GalerkinHierarchyThatPreconditionsPCG) {
   EXPECT_LE(out.iter, 12);
 }
 
+// Classical coarsening with direct interpolation beats smoothed aggregation on Poisson.
+TEST(AMG, RugeStubenNeedsFewerPCGIterationsThanSmoothedAggregation) {
+  Matrix A = poisson2d(64);
+  const int n = int(A.getRows());
+  std::vector<int> iterations;
+  for (const char* transfer : {"LevelTransferRugeStubenSeq", "LevelTransferSmoothAggregation"}) {
+    auto amg = amgOn(A, amgParams(transfer, 100));
+    auto pcg = makeSolver<double, long>("SolverPCG", {{"rtol", 1e-8}, {"max_its", 100}});
+    Vector x = parVector<double>(std::vector<double>(size_t(n), 0.0));
+    const SolveOutcome out = runSolve<double, long>(*pcg, A, std::vector<double>(size_t(n), 1.0), x, amg.get());
+    EXPECT_TRUE(out.converged) << transfer;
+    iterations.push_back(out.iter);
+  }
+  EXPECT_LT(iterations[0], iterations[1]);
+}
+
 TEST(AMG, SequentialAndDistributedTransfersAgreeOnTheFinestLevelForAnyThreadCount) {
   Matrix A = poisson2d(12);
   const int threads = omp_get_max_threads();

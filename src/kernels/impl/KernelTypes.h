@@ -26,3 +26,13 @@
   X(Complex<double>, Complex<float>, long)      \
   X(Complex<float>, Complex<double>, int)       \
   X(Complex<float>, Complex<double>, long)
+
+// Classical coarsening (value, global index, local index): real values with either global
+// index, complex ones with long.
+#define VELMO_FOR_EACH_LEVEL_TRANSFER_TYPE(X) \
+  X(float, int, int)                          \
+  X(float, long, int)                         \
+  X(double, int, int)                         \
+  X(double, long, int)                        \
+  X(Complex<float>, long, int)                \
+  X(Complex<double>, long, int)

@@ -1,0 +1,40 @@
+# The AMGCL level-transfer bridge (src/precond/LevelTransferAMGCL.cpp). AMGCL is header-only:
+# an installed amgcl CMake package, or the folder named by AMGCL_ROOT (the one holding
+# amgcl/). AUTO builds the bridge where the headers are found, ON requires them, OFF leaves
+# it out. VELMO_AMGCL_STATUS says which, and why.
+set(VELMO_WITH_AMGCL AUTO CACHE STRING "AMGCL level-transfer bridge: AUTO, ON or OFF")
+set_property(CACHE VELMO_WITH_AMGCL PROPERTY STRINGS AUTO ON OFF)
+set(AMGCL_ROOT "" CACHE PATH "Folder holding the AMGCL headers (amgcl/...)")
+
+set(VELMO_HAVE_AMGCL OFF)
+if(NOT VELMO_WITH_AMGCL)
+  set(VELMO_AMGCL_STATUS "off (VELMO_WITH_AMGCL=OFF)")
+elseif(AMGCL_ROOT)
+  if(EXISTS ${AMGCL_ROOT}/amgcl/coarsening/ruge_stuben.hpp)
+    add_library(velmo_amgcl INTERFACE)
+    target_include_directories(velmo_amgcl SYSTEM INTERFACE ${AMGCL_ROOT})
+    set(VELMO_HAVE_AMGCL ON)
+    set(VELMO_AMGCL_STATUS "on (headers in ${AMGCL_ROOT})")
+  else()
+    set(VELMO_AMGCL_STATUS "off (AMGCL_ROOT=${AMGCL_ROOT} holds no amgcl/coarsening/ruge_stuben.hpp)")
+  endif()
+else()
+  find_package(amgcl CONFIG QUIET)
+  if(TARGET amgcl::amgcl)
+    add_library(velmo_amgcl INTERFACE)
+    target_link_libraries(velmo_amgcl INTERFACE amgcl::amgcl)
+    set(VELMO_HAVE_AMGCL ON)
+    set(VELMO_AMGCL_STATUS "on (package in ${amgcl_DIR})")
+  else()
+    set(VELMO_AMGCL_STATUS "off (no amgcl package found; set AMGCL_ROOT or amgcl_DIR)")
+  endif()
+endif()
+
+if(VELMO_WITH_AMGCL STREQUAL "ON" AND NOT VELMO_HAVE_AMGCL)
+  message(FATAL_ERROR "VELMO_WITH_AMGCL=ON: AMGCL bridge: ${VELMO_AMGCL_STATUS}")
+endif()
+if(VELMO_HAVE_AMGCL)
+  # The bridge reads no parameter trees, so it needs no Boost.
+  target_compile_definitions(velmo_amgcl INTERFACE AMGCL_NO_BOOST)
+endif()
+message(STATUS "AMGCL bridge: ${VELMO_AMGCL_STATUS}")

@@ -1,0 +1,11 @@
+#include "kernels/impl/SpLevelTransferOpsBodies.h"
+#include "kernels/impl/KernelTypes.h"
+
+// The GPU instantiation of these bodies; no other unit includes them for this space.
+namespace velmo {
+
+#define VELMO_INSTANTIATE(V, G, L) template struct SpLevelTransferOpsImpl<V, G, L, spm::Cuda>;
+VELMO_FOR_EACH_LEVEL_TRANSFER_TYPE(VELMO_INSTANTIATE)
+#undef VELMO_INSTANTIATE
+
+}  // namespace velmo
