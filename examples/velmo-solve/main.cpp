@@ -69,6 +69,26 @@ json readConfig(int argc, char** argv) {
   }
 }
 
+// The configuration in effect: the given top level, with the block of each class chosen as its
+// object reports it; blocks of classes not chosen are left out. The test case is described from
+// a probe made from the given block, since the library may read copies of Matrix Market files
+// under other names, and the names given are the ones to show.
+template <class Value>
+json effectiveConfig(const json& config, const ParSolverT<Value, long, int>& solver,
+                     const ParPreconditionerT<Value, long, int>* preconditioner) {
+  const std::string suffix = "_params";
+  json effective = json::object();
+  for (auto it = config.begin(); it != config.end(); ++it) {
+    const std::string& key = it.key();
+    if (key.size() <= suffix.size() || key.compare(key.size() - suffix.size(), suffix.size(), suffix) != 0)
+      effective[key] = *it;
+  }
+  effective.update(TestCaseT<Value, long, int>::getFactory().describe(config));
+  effective.update(solver.getFactory().describe(config, solver));
+  if (preconditioner != nullptr) effective.update(preconditioner->getFactory().describe(config, *preconditioner));
+  return effective;
+}
+
 double seconds(std::chrono::steady_clock::time_point since) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
 }
@@ -91,7 +111,11 @@ int run(const json& config) {
     if (!output) throw InputError(outputPath + ": cannot write the solution: " + std::strerror(errno));
   }
 
-  std::printf("configuration:\n%s\n", config.dump(2).c_str());
+  auto solver = Solver::getFactory().createInstance(config);
+  std::shared_ptr<Preconditioner> M;
+  if (config.contains("preconditioner_type")) M = Preconditioner::getFactory().createInstance(config);
+  std::printf("configuration:\n%s\n", effectiveConfig<Value>(config, *solver, M.get()).dump(2).c_str());
+
   ParCSRMatrix A;
   ParMatrix x, b;
   {
@@ -106,11 +130,8 @@ int run(const json& config) {
               A.getDevice().toString().c_str(), problem.files ? problem.files->note().c_str() : "");
   std::fflush(stdout);
 
-  auto solver = Solver::getFactory().createInstance(config);
   auto setupStart = std::chrono::steady_clock::now();
-  std::shared_ptr<Preconditioner> M;
-  if (config.contains("preconditioner_type")) {
-    M = Preconditioner::getFactory().createInstance(config);
+  if (M) {
     M->setup(A);
     solver->setPreconditioner(M);
   }

@@ -36,4 +36,12 @@ std::vector<std::shared_ptr<T>> createMembers(const json& params, const char* ke
   return members;
 }
 
+// The blocks of `members`, made by createMembers from params[key], as the members report them.
+template <class T>
+json describeMembers(const json& params, const char* key, const std::vector<std::shared_ptr<T>>& members) {
+  json blocks = json::array();
+  for (size_t k = 0; k < members.size(); ++k) blocks.push_back(T::getFactory().describe(params[key][k], *members[k]));
+  return blocks;
+}
+
 }  // namespace velmo

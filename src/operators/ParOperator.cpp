@@ -43,10 +43,10 @@ Factory<ParOpBaseT<Value, GlobalIndex, LocalIndex>>& ParOpBaseT<Value, GlobalInd
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParSolverT<Value, GlobalIndex, LocalIndex>::create(const json& params) {
-  if (!params.is_object()) return;
-  if (params.contains("verbose")) verbose = params["verbose"].template get<int>();
-  if (params.contains("rtol")) rtol = params["rtol"].template get<double>();
-  if (params.contains("max_its")) max_its = params["max_its"].template get<int>();
+  ParamRecord& record = paramRecord();
+  record.read(params, "verbose", verbose);
+  record.read(params, "rtol", rtol);
+  record.read(params, "max_its", max_its);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

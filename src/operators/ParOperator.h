@@ -9,6 +9,7 @@
 #include "mat/ParMatrix.h"
 #include "utils/Device.h"
 #include "utils/FactoryFwd.h"
+#include "utils/ParamRecord.h"
 
 namespace velmo {
 
@@ -17,6 +18,19 @@ namespace velmo {
 class ParOperator {
  public:
   virtual ~ParOperator() = default;
+
+  // Beyond the base design: the parameters in effect once `create` has run, every key the
+  // class knows with the value given or its default, and parts as the configuration blocks a
+  // user writes. An empty object for a class that reads none.
+  virtual const json& getParams() const { return record.get(); }
+
+ protected:
+  // What `create` reads through. A class in several roles hides this and overrides getParams
+  // so that all its roles share one record.
+  ParamRecord& paramRecord() { return record; }
+
+ private:
+  ParamRecord record;
 };
 
 // A linear operator known only through y = a A x + b y.
@@ -163,7 +177,13 @@ class ParOpBaseT : public ParSmootherT<Value, GlobalIndex, LocalIndex>,
   // One setup serves all three roles.
   void setup(const ParMatrixFree& A) override = 0;
 
+  // The solver role's record serves all three roles.
+  const json& getParams() const override { return ParSolverT<Value, GlobalIndex, LocalIndex>::getParams(); }
+
   static Factory<ParOpBaseT>& getFactory();
+
+ protected:
+  ParamRecord& paramRecord() { return ParSolverT<Value, GlobalIndex, LocalIndex>::paramRecord(); }
 };
 
 // The identity in three roles: "Identity", "PrecondIdentity" and "SolverPreOnly". Its
@@ -189,6 +209,9 @@ class ParOperatorIdentityT : public ParMatrixFreeT<Value, GlobalIndex, LocalInde
   void aAxpby(Value, const ParMatrix& x, Value, ParMatrix& y, AsyncMatVecObject* = nullptr) override {
     x.deepCopy(y);
   }
+
+  // The solver role's create is the one the factories call, in every role.
+  const json& getParams() const override { return ParSolver::getParams(); }
 
   void setup(const ParMatrixFree&) override {}
   void precondition(const ParMatrix& x, ParMatrix& y) override { x.deepCopy(y); }

@@ -10,7 +10,7 @@ namespace velmo {
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParLevelTransferSmoothAggregation_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
   Base::create(params);
-  if (params.is_object() && params.contains("aggr_type")) aggr_type = params["aggr_type"].template get<std::string>();
+  this->paramRecord().read(params, "aggr_type", aggr_type);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

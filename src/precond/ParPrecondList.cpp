@@ -8,6 +8,7 @@ namespace velmo {
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParPrecondList_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
   preconditioners = createMembers<ParPreconditioner>(params, "preconditioners", "PrecondList");
+  this->paramRecord().set("preconditioners", describeMembers(params, "preconditioners", preconditioners));
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

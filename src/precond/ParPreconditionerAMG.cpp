@@ -18,10 +18,20 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParPreconditionerAMG_T<Value, GlobalIndex, LocalIndex>::create(const json& p) {
   params = p;
-  if (!p.is_object()) return;
-  if (p.contains("max_levels")) max_levels = p["max_levels"].template get<int>();
-  if (p.contains("min_coarse_size")) min_coarse_size = p["min_coarse_size"].template get<int>();
-  if (p.contains("verb")) verb = p["verb"].template get<int>();
+  ParamRecord& record = paramRecord();
+  record.read(p, "max_levels", max_levels);
+  record.read(p, "min_coarse_size", min_coarse_size);
+  record.read(p, "verb", verb);
+  recordPart<ParSmoother>("pre_smoother");
+  recordPart<ParSmoother>("post_smoother");
+  recordPart<ParLevelTransfer>("level_transfer");
+  recordPart<ParSolver>("coarse_solver");
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+template <class T>
+void ParPreconditionerAMG_T<Value, GlobalIndex, LocalIndex>::recordPart(const char* key) {
+  if (params.is_object() && params.contains(key)) paramRecord().set(key, T::getFactory().describe(params[key]));
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

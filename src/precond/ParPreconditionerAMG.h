@@ -53,7 +53,10 @@ class ParPreconditionerAMG_T : public ParPreconditionerT<Value, GlobalIndex, Loc
 
   ~ParPreconditionerAMG_T() override = default;
 
+  // Setup makes the parts per level; their parameters are recorded now, from probes.
   void create(const json& params);
+  // Both roles report the one record.
+  const json& getParams() const override { return ParSolver::getParams(); }
   // Builds the hierarchy on A, which must be a ParCSRMatrixT and stays shared as level 0. A
   // second setup appends behind the first hierarchy: set an object up once.
   void setup(const ParMatrixFree& A) override;
@@ -82,6 +85,10 @@ class ParPreconditionerAMG_T : public ParPreconditionerT<Value, GlobalIndex, Loc
   // The member named by params[key] from the factory of T; an unknown name is fatal.
   template <class T>
   std::shared_ptr<T> createPart(const char* key);
+  // Records the block of the part under params[key], when there is one.
+  template <class T>
+  void recordPart(const char* key);
+  ParamRecord& paramRecord() { return ParSolver::paramRecord(); }
 
   std::vector<Level> levels;
   int max_levels = 20;

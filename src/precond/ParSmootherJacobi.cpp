@@ -10,11 +10,11 @@ namespace velmo {
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
-  if (!params.is_object()) return;
-  if (params.contains("relax")) relax = params["relax"].template get<double>();
-  if (params.contains("nsweeps")) nsweeps = params["nsweeps"].template get<int>();
-  if (params.contains("initial_zero")) initial_zero = params["initial_zero"].template get<bool>();
-  if (params.contains("max_iters")) max_iters = params["max_iters"].template get<int>();
+  ParamRecord& record = this->paramRecord();
+  record.read(params, "relax", relax);
+  record.read(params, "nsweeps", nsweeps);
+  record.read(params, "initial_zero", initial_zero);
+  record.read(params, "max_iters", max_iters);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

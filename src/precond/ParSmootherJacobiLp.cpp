@@ -8,7 +8,7 @@ namespace velmo {
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParSmootherJacobiLp_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
   Base::create(params);
-  if (params.is_object() && params.contains("order")) order = params["order"].template get<double>();
+  this->paramRecord().read(params, "order", order);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

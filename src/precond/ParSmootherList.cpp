@@ -8,6 +8,7 @@ namespace velmo {
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParSmootherList_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
   smoothers = createMembers<ParSmoother>(params, "smoothers", "SmootherList");
+  this->paramRecord().set("smoothers", describeMembers(params, "smoothers", smoothers));
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

@@ -12,11 +12,11 @@ namespace velmo {
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParSmootherSOR_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
   ParSolverT<Value, GlobalIndex, LocalIndex>::create(params);
-  if (!params.is_object()) return;
-  if (params.contains("relax")) relax = params["relax"].template get<double>();
-  if (params.contains("forward")) forward = params["forward"].template get<bool>();
-  if (params.contains("nsweeps")) nsweeps = params["nsweeps"].template get<int>();
-  if (params.contains("initial_zero")) initial_zero = params["initial_zero"].template get<int>() != 0;
+  ParamRecord& record = this->paramRecord();
+  record.read(params, "relax", relax);
+  record.read(params, "forward", forward);
+  record.read(params, "nsweeps", nsweeps);
+  record.readFlag(params, "initial_zero", initial_zero);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

@@ -8,10 +8,10 @@ namespace velmo {
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void SeqLevelTransferRugeStuben_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
-  if (!params.is_object()) return;
-  if (params.contains("eps_strong")) eps_strong = params["eps_strong"].template get<double>();
-  if (params.contains("do_trunc")) do_trunc = params["do_trunc"].template get<bool>();
-  if (params.contains("eps_trunc")) eps_trunc = params["eps_trunc"].template get<double>();
+  ParamRecord& record = this->paramRecord();
+  record.read(params, "eps_strong", eps_strong);
+  record.read(params, "do_trunc", do_trunc);
+  record.read(params, "eps_trunc", eps_trunc);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

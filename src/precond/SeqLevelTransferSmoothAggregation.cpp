@@ -12,10 +12,10 @@ namespace velmo {
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void SeqLevelTransferSmoothAggregation_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
-  if (!params.is_object()) return;
-  if (params.contains("eps_strong")) eps_strong = params["eps_strong"].template get<double>();
-  if (params.contains("relax")) relax = params["relax"].template get<double>();
-  if (params.contains("block_size")) block_size = params["block_size"].template get<int>();
+  ParamRecord& record = this->paramRecord();
+  record.read(params, "eps_strong", eps_strong);
+  record.read(params, "relax", relax);
+  record.read(params, "block_size", block_size);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

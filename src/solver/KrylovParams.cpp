@@ -6,13 +6,12 @@
 
 namespace velmo {
 
-void KrylovParams::read(const json& params, const char* verboseKey) {
-  if (!params.is_object()) return;
-  if (params.contains("max_its")) max_its = params["max_its"].get<int>();
-  if (params.contains("rtol")) rtol = params["rtol"].get<double>();
-  if (params.contains("btol")) btol = params["btol"].get<double>();
-  if (params.contains("atol")) atol = params["atol"].get<double>();
-  if (params.contains(verboseKey)) verbose = params[verboseKey].get<int>();
+void KrylovParams::read(const json& params, ParamRecord& record, const char* verboseKey) {
+  record.read(params, "max_its", max_its);
+  record.read(params, "rtol", rtol);
+  record.read(params, "btol", btol);
+  record.read(params, "atol", atol);
+  record.read(params, verboseKey, verbose);
 }
 
 double KrylovParams::threshold(double norm_b, double res0) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "utils/FactoryFwd.h"
+#include "utils/ParamRecord.h"
 
 namespace velmo {
 
@@ -13,8 +14,9 @@ struct KrylovParams {
   double atol = 0;
   int verbose = 0;
 
-  // Each key only where present; the verbosity is read from `verboseKey`.
-  void read(const json& params, const char* verboseKey = "verbose");
+  // Each key only where present, recorded in `record` after the shared fields, so that the
+  // record tells the values the iteration obeys; the verbosity is read from `verboseKey`.
+  void read(const json& params, ParamRecord& record, const char* verboseKey = "verbose");
   // All three tolerances hold at once: the loosest wins.
   double threshold(double norm_b, double res0) const;
 

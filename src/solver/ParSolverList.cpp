@@ -10,12 +10,15 @@ void ParSolverList_T<Value, GlobalIndex, LocalIndex>::create(const json& params)
   Base::create(params);
   this->name = "SolverList";
   solvers = createMembers<ParSolver>(params, "solvers", "SolverList");
+  json blocks = describeMembers(params, "solvers", solvers);
   // Each solver's own preconditioner, named beside its solver_type.
   for (size_t k = 0; k < solvers.size(); ++k) {
     const json& entry = params["solvers"][k];
-    if (entry.contains("preconditioner_type"))
-      solvers[k]->setPreconditioner(createMember<ParPreconditioner>(entry, "SolverList"));
+    if (!entry.contains("preconditioner_type")) continue;
+    solvers[k]->setPreconditioner(createMember<ParPreconditioner>(entry, "SolverList"));
+    blocks[k].update(ParPreconditioner::getFactory().describe(entry, *solvers[k]->getPreconditioner()));
   }
+  this->paramRecord().set("solvers", blocks);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

@@ -11,7 +11,7 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void SolverBiCGSTAB_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
   Base::create(params);
   this->name = "BICGSTAB";
-  m_params.read(params);
+  m_params.read(params, this->paramRecord());
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

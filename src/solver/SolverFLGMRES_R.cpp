@@ -13,10 +13,10 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void SolverFLGMRES_R_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
   Base::create(params);
   this->name = "FLGMRES";
-  m_params.read(params, "verb");
-  if (!params.is_object()) return;
-  if (params.contains("restart")) m_restart = params["restart"].template get<int>();
-  if (params.contains("augk")) m_augk = params["augk"].template get<int>();
+  ParamRecord& record = this->paramRecord();
+  m_params.read(params, record, "verb");
+  record.read(params, "restart", m_restart);
+  record.read(params, "augk", m_augk);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

@@ -18,7 +18,7 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void SolverGaussElimination_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
   Base::create(params);
   this->name = "Gauss";
-  if (params.is_object() && params.contains("max_rows")) m_maxRows = params["max_rows"].template get<long>();
+  this->paramRecord().read(params, "max_rows", m_maxRows);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

@@ -16,7 +16,7 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void SolverMINRES_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
   Base::create(params);
   this->name = "MINRES";
-  m_params.read(params);
+  m_params.read(params, this->paramRecord());
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

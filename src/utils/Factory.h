@@ -58,6 +58,22 @@ class Factory {
     return it->second.creator(params);
   }
 
+  // The block a user writes for `instance`, made from `config`: the name under the key and,
+  // under "<name>_params", the parameters the instance reports.
+  json describe(const json& config, const T& instance) const {
+    const std::string name = config[key].template get<std::string>();
+    return {{key, name}, {name + "_params", instance.getParams()}};
+  }
+  // The same from a probe instance made now. A configuration that names no registered class
+  // comes back as given, its fault left to whoever makes the real instance.
+  json describe(const json& config) const {
+    if (!config.is_object() || !config.contains(key) || !config[key].is_string() ||
+        map.count(config[key].template get<std::string>()) == 0) {
+      return config;
+    }
+    return describe(config, *createInstance(config));
+  }
+
   const std::string& getKey() const { return key; }
 
   // The registered names in order, e.g. to tell a user what a configuration may choose.

@@ -21,11 +21,10 @@ std::ifstream openInput(const std::string& path) {
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void MatrixMarket_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
-  if (!params.is_object()) return;
-  if (params.contains("filename_A")) m_fileA = params["filename_A"].template get<std::string>();
-  if (params.contains("filename_b")) m_fileB = params["filename_b"].template get<std::string>();
-  if (params.contains("filename_x")) m_fileX = params["filename_x"].template get<std::string>();
-  if (params.contains("device")) this->device = Device(params["device"].template get<std::string>());
+  this->record.read(params, "filename_A", m_fileA);
+  this->record.read(params, "filename_b", m_fileB);
+  this->record.read(params, "filename_x", m_fileX);
+  this->readDevice(params);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

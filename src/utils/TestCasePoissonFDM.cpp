@@ -13,10 +13,9 @@ namespace velmo {
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void PoissonFDM_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
-  if (!params.is_object()) return;
-  if (params.contains("dim")) m_dim = params["dim"].template get<int>();
-  if (params.contains("N")) m_N = params["N"].template get<int>();
-  if (params.contains("device")) this->device = Device(params["device"].template get<std::string>());
+  this->record.read(params, "dim", m_dim);
+  this->record.read(params, "N", m_N);
+  this->readDevice(params);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

@@ -40,6 +40,13 @@ double numberAfter(const std::string& text, const std::string& label) {
   return std::stod(m[1]);
 }
 
+// The configuration block the driver prints before the problem line.
+nlohmann::json printedConfiguration(const std::string& output) {
+  const std::string head = "configuration:\n";
+  const size_t begin = output.find(head) + head.size();
+  return nlohmann::json::parse(output.substr(begin, output.find("\nproblem:") - begin));
+}
+
 // A Matrix Market problem solved by `solver`; `extra` adds keys to the top level.
 std::string matrixMarketConfig(const std::string& name, const std::string& fileA, const std::string& fileB = "",
                                const std::string& extra = "", const std::string& solver = "SolverPCG") {
@@ -208,7 +215,8 @@ TEST(VelmoSolve, BadInputGetsOneLineAndItsExitCode) {
 }
 
 // The shipped examples with their problem swapped for a small 2-D Poisson one: what each adds
-// is its method, and every method must converge on that.
+// is its method, and every method must converge on that. The configuration printed is the one
+// in effect, defaults included.
 TEST(VelmoSolve, EveryShippedConfigurationConverges) {
   int count = 0;
   for (const auto& entry : std::filesystem::directory_iterator(std::string(VELMO_SOURCE_DIR) + "/examples/configs")) {
@@ -220,6 +228,12 @@ TEST(VelmoSolve, EveryShippedConfigurationConverges) {
     EXPECT_EQ(run.code, 0) << entry.path() << "\n" << run.output;
     EXPECT_NE(run.output.find("converged:           yes"), std::string::npos) << entry.path();
     ++count;
+    if (entry.path().filename() != "poisson3d_pcg_amg.json") continue;
+    const nlohmann::json printed = printedConfiguration(run.output);
+    EXPECT_EQ(printed["PoissonFDM_params"], nlohmann::json({{"dim", 2}, {"N", 12}, {"device", "cpu:0"}}));
+    EXPECT_EQ(printed["SolverPCG_params"],
+              nlohmann::json({{"verbose", 1}, {"rtol", 1e-8}, {"max_its", 100}, {"btol", 0}, {"atol", 0}}));
+    EXPECT_EQ(printed["PrecondAMG_params"]["coarse_solver"]["SolverGauss_params"]["max_rows"], 20000);
   }
   EXPECT_GT(count, 0);
 }
