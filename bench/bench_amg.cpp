@@ -32,7 +32,7 @@ double bytes(const Matrix& m) { return double(m.getNnzs()) * 12.0 + double(m.get
 
 velmo::json amgConfig(const std::string& transfer, const velmo::json& transferParams) {
   const velmo::json jacobi = {{"smoother_type", "SmootherJacobi"},
-                              {"SmootherJacobi_params", {{"relax", 0.67}, {"nsweeps", 2}}}};
+                              {"SmootherJacobi_params", {{"relax", 0.86}, {"nsweeps", 1}}}};
   return {{"min_coarse_size", 200},
           {"pre_smoother", jacobi},
           {"post_smoother", jacobi},
@@ -110,7 +110,7 @@ int main(int argc, char** argv) {
   {
     const Problem p = poisson(3, n, repeats);
     const Measure sa =
-        measure(p, amgConfig("LevelTransferSmoothAggregation", {{"eps_strong", 0.02}}), repeats);
+        measure(p, amgConfig("LevelTransferSmoothAggregation", {{"eps_strong", 0.02}, {"relax", 1.2}}), repeats);
     std::printf("threads %d, 3-D rows %ld, nnz %ld, levels %zu, converged %s\n", omp_get_max_threads(),
                 long(p.A.getRows()), p.A.getNnzs(), sa.levels, sa.converged ? "yes" : "no");
     std::printf("fine-level SpMV:             %.5f s\n", p.spmv);
@@ -123,7 +123,7 @@ int main(int argc, char** argv) {
     const Problem p = poisson(2, n2, repeats);
     const Measure rs = measure(p, amgConfig("LevelTransferRugeStubenSeq", velmo::json::object()), repeats);
     const Measure sa =
-        measure(p, amgConfig("LevelTransferSmoothAggregation", {{"eps_strong", 0.02}}), repeats);
+        measure(p, amgConfig("LevelTransferSmoothAggregation", {{"eps_strong", 0.02}, {"relax", 1.2}}), repeats);
     std::printf("2-D rows %ld, nnz %ld, fine-level SpMV %.5f s\n", long(p.A.getRows()), p.A.getNnzs(), p.spmv);
     std::printf("                             Ruge-Stuben   smoothed aggregation\n");
     std::printf("setup / SpMV:                %-13.1f %.1f\n", rs.setup, sa.setup);

@@ -47,10 +47,10 @@ const char* kDefaultConfig = R"({
   "preconditioner_type": "PrecondAMG",
   "PrecondAMG_params": {
     "min_coarse_size": 200,
-    "pre_smoother": { "smoother_type": "SmootherJacobi", "SmootherJacobi_params": { "relax": 0.67, "nsweeps": 2 } },
-    "post_smoother": { "smoother_type": "SmootherJacobi", "SmootherJacobi_params": { "relax": 0.67, "nsweeps": 2 } },
+    "pre_smoother": { "smoother_type": "SmootherJacobi", "SmootherJacobi_params": { "relax": 0.86, "nsweeps": 1 } },
+    "post_smoother": { "smoother_type": "SmootherJacobi", "SmootherJacobi_params": { "relax": 0.86, "nsweeps": 1 } },
     "level_transfer": { "level_transfer_type": "LevelTransferSmoothAggregation",
-                        "LevelTransferSmoothAggregation_params": { "eps_strong": 0.02 } },
+                        "LevelTransferSmoothAggregation_params": { "eps_strong": 0.02, "relax": 1.2 } },
     "coarse_solver": { "solver_type": "SolverGauss" }
   }
 })";

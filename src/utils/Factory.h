@@ -64,14 +64,19 @@ class Factory {
     const std::string name = config[key].template get<std::string>();
     return {{key, name}, {name + "_params", instance.getParams()}};
   }
-  // The same from a probe instance made now. A configuration that names no registered class
-  // comes back as given, its fault left to whoever makes the real instance.
+  // The same from a probe instance made now. A configuration that names no registered class,
+  // or whose parameters the class refuses, comes back as given: its fault is raised where the
+  // real instance is made.
   json describe(const json& config) const {
     if (!config.is_object() || !config.contains(key) || !config[key].is_string() ||
         map.count(config[key].template get<std::string>()) == 0) {
       return config;
     }
-    return describe(config, *createInstance(config));
+    try {
+      return describe(config, *createInstance(config));
+    } catch (const json::exception&) {
+      return config;
+    }
   }
 
   const std::string& getKey() const { return key; }

@@ -50,8 +50,8 @@ TEST(Params, StatedDefaults) {
 }
 
 // A given value replaces the default as the class reads it, under its irregular names; unknown
-// keys stay out, type errors still reach the caller, and a part naming no class is left as given
-// for setup to refuse.
+// keys stay out, type errors still reach the caller, and a part naming no class or refusing its
+// parameters is left as given for setup to refuse.
 TEST(Params, GivenValuesAsRead) {
   json pcg = kPCG;
   pcg.update({{"max_its", 50}, {"btol", 0.5}});
@@ -62,9 +62,12 @@ TEST(Params, GivenValuesAsRead) {
 
   const json jacobi = {{"smoother_type", "SmootherJacobi"}, {"SmootherJacobi_params", {{"nsweeps", 3}}}};
   const json unknown = {{"smoother_type", "SmootherNone"}};
-  const json amg = paramsOf<Precond>("PrecondAMG", {{"pre_smoother", jacobi}, {"post_smoother", unknown}});
+  const json refused = {{"solver_type", "SolverPCG"}, {"SolverPCG_params", {{"rtol", "tight"}}}};
+  const json amg = paramsOf<Precond>("PrecondAMG",
+                                     {{"pre_smoother", jacobi}, {"post_smoother", unknown}, {"coarse_solver", refused}});
   EXPECT_EQ(amg["pre_smoother"]["SmootherJacobi_params"]["nsweeps"], 3);
   EXPECT_EQ(amg["post_smoother"], unknown);
+  EXPECT_EQ(amg["coarse_solver"], refused);
 
   auto poisson = TestCaseT<double, long, int>::getFactory().createInstance(
       {{"testcase_type", "PoissonFDM"}, {"PoissonFDM_params", {{"dim", 3}, {"device", "cpu"}}}});
