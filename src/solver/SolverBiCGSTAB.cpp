@@ -9,20 +9,16 @@ namespace velmo {
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void SolverBiCGSTAB_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
-  Base::create(params);
-  this->name = "BICGSTAB";
-  m_params.read(params, this->paramRecord());
+  this->createKrylov(params, "BICGSTAB");
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void SolverBiCGSTAB_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditioner& M, ParMatrixFree& A,
                                                              const ParMatrix& b, ParMatrix& x, int& iter,
                                                              double& res) {
-  this->takeCommunicator(A);
-  const bool table = m_params.verbose > 0 && this->rank == 0;
-
-  const double norm_b = ParMatrix::normL2(b);
-  if (this->solveZeroRhs(norm_b, x)) return;
+  double norm_b = 0;
+  if (!this->startSolve(A, b, x, norm_b)) return;
+  const bool table = this->printsTable();
 
   ParMatrix &r = m_r, &rhat = m_rhat, &p = m_p, &v = m_v, &phat = m_phat, &s = m_s, &shat = m_shat, &t = m_t;
   Base::shapeLike(A, {&r, &rhat, &p, &v, &phat, &s, &shat, &t});

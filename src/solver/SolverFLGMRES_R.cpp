@@ -11,10 +11,7 @@ namespace velmo {
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void SolverFLGMRES_R_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
-  Base::create(params);
-  this->name = "FLGMRES";
-  ParamRecord& record = this->paramRecord();
-  m_params.read(params, record, "verb");
+  ParamRecord& record = this->createKrylov(params, "FLGMRES", "verb");
   record.read(params, "restart", m_restart);
   record.read(params, "augk", m_augk);
 }
@@ -41,11 +38,9 @@ void SolverFLGMRES_R_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditioner&
   const int maxIts = m_params.max_its;
   if (m_restart < 1) m_restart = maxIts + 1;
   if (m_augk < 1) m_augk = 2;
-  this->takeCommunicator(A);
-  const bool table = m_params.verbose > 0 && this->rank == 0;
-
-  const double norm_b = ParMatrix::normL2(b);
-  if (this->solveZeroRhs(norm_b, x)) return;
+  double norm_b = 0;
+  if (!this->startSolve(A, b, x, norm_b)) return;
+  const bool table = this->printsTable();
 
   const int m0 = m_restart;
   m_restart += m_augk;

@@ -2,8 +2,7 @@
 
 #include <vector>
 
-#include "operators/ParOperator.h"
-#include "solver/KrylovParams.h"
+#include "solver/KrylovSolver.h"
 
 namespace velmo {
 
@@ -15,8 +14,8 @@ namespace velmo {
 // long as the iteration limit), "augk" (2; below 1 taken as 2), and "verb" for its own table,
 // while "verbose" drives the log lines.
 template <class Value, class GlobalIndex, class LocalIndex>
-class SolverFLGMRES_R_T : public ParSolverT<Value, GlobalIndex, LocalIndex> {
-  using Base = ParSolverT<Value, GlobalIndex, LocalIndex>;
+class SolverFLGMRES_R_T : public KrylovSolverT<Value, GlobalIndex, LocalIndex> {
+  using Base = KrylovSolverT<Value, GlobalIndex, LocalIndex>;
 
  public:
   using typename Base::ParMatrix;
@@ -25,7 +24,6 @@ class SolverFLGMRES_R_T : public ParSolverT<Value, GlobalIndex, LocalIndex> {
   using Base::solve;
 
   void create(const json& params);
-  void setup(const ParMatrixFree&) override {}
   // Improves x in place; iter counts inner steps and res is the last residual estimate over
   // the norm of b. The cycle length grows by the corrections of the last cycle and is kept
   // for the next solve.
@@ -33,11 +31,11 @@ class SolverFLGMRES_R_T : public ParSolverT<Value, GlobalIndex, LocalIndex> {
              double& res) override;
 
  private:
+  using Base::m_params;
   // Storage for cycles of up to m steps, reused while m stays the same.
   void shapeWork(const ParMatrixFree& A, int m);
   Value& hessenberg(int i, int j) { return m_h[size_t(i) * m_stride + j]; }
 
-  KrylovParams m_params;
   int m_restart = 20;
   int m_augk = 2;
 

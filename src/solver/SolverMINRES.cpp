@@ -14,20 +14,16 @@ constexpr const char* kSource = "src/solver/SolverMINRES";
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void SolverMINRES_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
-  Base::create(params);
-  this->name = "MINRES";
-  m_params.read(params, this->paramRecord());
+  this->createKrylov(params, "MINRES");
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void SolverMINRES_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditioner& M, ParMatrixFree& A,
                                                            const ParMatrix& b, ParMatrix& x, int& iter,
                                                            double& res) {
-  this->takeCommunicator(A);
-  const bool table = m_params.verbose > 0 && this->rank == 0;
-
-  const double norm_b = ParMatrix::normL2(b);
-  if (this->solveZeroRhs(norm_b, x)) return;
+  double norm_b = 0;
+  if (!this->startSolve(A, b, x, norm_b)) return;
+  const bool table = this->printsTable();
 
   Base::shapeLike(A, {&m_r, &m_r1, &m_r2, &m_y, &m_v, &m_w, &m_w1, &m_w2});
   const double res0 = Base::startResidual(A, b, x, m_r);

@@ -14,20 +14,16 @@ constexpr const char* kSource = "src/solver/SolverPCG";
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void SolverPCG_T<Value, GlobalIndex, LocalIndex>::create(const json& params) {
-  Base::create(params);
-  this->name = "PCG";
-  m_params.read(params, this->paramRecord());
+  this->createKrylov(params, "PCG");
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void SolverPCG_T<Value, GlobalIndex, LocalIndex>::solve(ParPreconditioner& M, ParMatrixFree& A,
                                                         const ParMatrix& b, ParMatrix& x, int& iter,
                                                         double& res) {
-  this->takeCommunicator(A);
-  const bool table = m_params.verbose > 0 && this->rank == 0;
-
-  const double norm_b = ParMatrix::normL2(b);
-  if (this->solveZeroRhs(norm_b, x)) return;
+  double norm_b = 0;
+  if (!this->startSolve(A, b, x, norm_b)) return;
+  const bool table = this->printsTable();
 
   ParMatrix &r = m_r, &z = m_z, &p = m_p, &Ap = m_Ap;
   Base::shapeLike(A, {&r, &z, &p, &Ap, &m_pOld, &m_rOld});
