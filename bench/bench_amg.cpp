@@ -7,20 +7,18 @@
 // but the fine matrix) over the fine matrix's. Then the 2-D Poisson matrix on N2 points an
 // axis (default 1000), with Ruge-Stuben coarsening beside smoothed aggregation: setup in SpMV
 // times and PCG iterations of each.
-#include <glog/logging.h>
 #include <omp.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include <nlohmann/json.hpp>
 
+#include "BenchSession.h"
 #include "BenchTiming.h"
 #include "mat/ParCSRMatrix.h"
 #include "precond/ParPreconditionerAMG.h"
 #include "utils/Factory.h"
-#include "utils/TestCasePoissonFDM.h"
 
 namespace {
 
@@ -47,11 +45,9 @@ struct Problem {
 };
 
 Problem poisson(int dim, int n, int repeats) {
-  velmo::PoissonFDM_T<double, long, int> generator;
-  generator.create({{"dim", dim}, {"N", n}});
   Problem p;
   Vector x0;
-  generator.generate(p.A, x0, p.b);
+  velmo::bench::poisson(dim, n, p.A, x0, p.b);
   Vector y(p.A.getRows(), p.A.getDevice(), p.A.getComm());
   p.spmv = velmo::bench::bestSeconds(repeats * 10, [&] { p.A.matVec(p.b, y); });
   return p;
@@ -101,12 +97,10 @@ Measure measure(const Problem& p, const velmo::json& config, int repeats) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int n = argc > 1 ? std::atoi(argv[1]) : 100;
-  const int repeats = argc > 2 ? std::atoi(argv[2]) : 3;
-  const int n2 = argc > 3 ? std::atoi(argv[3]) : 1000;
-  FLAGS_minloglevel = google::GLOG_WARNING;
-  google::InitGoogleLogging(argv[0]);
-  velmo::Device::initialize();
+  const velmo::bench::Session session(argc, argv);
+  const int n = int(session.arg(1, 100));
+  const int repeats = int(session.arg(2, 3));
+  const int n2 = int(session.arg(3, 1000));
   {
     const Problem p = poisson(3, n, repeats);
     const Measure sa =
@@ -131,6 +125,5 @@ int main(int argc, char** argv) {
     std::printf("levels:                      %-13zu %zu\n", rs.levels, sa.levels);
     std::printf("converged:                   %-13s %s\n", rs.converged ? "yes" : "no", sa.converged ? "yes" : "no");
   }
-  velmo::Device::finalize();
   return 0;
 }

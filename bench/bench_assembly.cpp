@@ -17,6 +17,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "BenchSession.h"
 #include "BenchTiming.h"
 #include "mat/ParCSRMatrix.h"
 #include "utils/TestCasePoissonFDM.h"
@@ -89,11 +90,9 @@ double peakResidentBytes() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int n = argc > 1 ? std::atoi(argv[1]) : 100;
-  const int repeats = argc > 2 ? std::atoi(argv[2]) : 3;
-  FLAGS_minloglevel = google::GLOG_WARNING;
-  google::InitGoogleLogging(argv[0]);
-  velmo::Device::initialize();
+  const velmo::bench::Session session(argc, argv);
+  const int n = int(session.arg(1, 100));
+  const int repeats = int(session.arg(2, 3));
   {
     velmo::PoissonFDM_T<double, long, int> poisson;
     poisson.create({{"dim", 3}, {"N", n}});
@@ -129,6 +128,5 @@ int main(int argc, char** argv) {
     std::printf("%-28s %10.1f\n", "peak resident, MiB", peak / 1048576.0);
     std::printf("%-28s %10.2f\n", "memory ratio", peak / systemBytes);
   }
-  velmo::Device::finalize();
   return 0;
 }

@@ -6,17 +6,16 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <vector>
 
+#include "BenchSession.h"
 #include "BenchTiming.h"
 #include "kernels/BlasOps.h"
-#include "utils/Device.h"
 
 int main(int argc, char** argv) {
-  const long n = argc > 1 ? std::atol(argv[1]) : 20'000'000;
-  const int repeats = argc > 2 ? std::atoi(argv[2]) : 10;
-  velmo::Device::initialize();
+  const velmo::bench::Session session(argc, argv);
+  const long n = session.arg(1, 20'000'000);
+  const int repeats = int(session.arg(2, 10));
   velmo::Device host(0, 0);
   std::vector<double> x(n, 1.0), y(n, 2.0);
   double* px = x.data();
@@ -43,6 +42,5 @@ int main(int argc, char** argv) {
   std::printf("%-10s %10s %10s %8s\n", "kernel", "GB/s", "base GB/s", "ratio");
   std::printf("%-10s %10.2f %10.2f %8.2f\n", "axpy", 3 * gb / axpy, 3 * gb / base3, base3 / axpy);
   std::printf("%-10s %10.2f %10.2f %8.2f\n", "dot", 2 * gb / dot, 2 * gb / base2, base2 / dot);
-  velmo::Device::finalize();
   return (baseSum + dotSum) == -1.0;  // keeps the sums alive
 }

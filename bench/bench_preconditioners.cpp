@@ -2,21 +2,19 @@
 //   velmo-bench-preconditioners [N] [repeats]
 // A is the 3-D Poisson matrix on N points an axis (N^3 rows). Each line prints the seconds per
 // iteration and its ratio to PCG with "PrecondIdentity", measured in the same run.
-#include <glog/logging.h>
 #include <omp.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
 #include <nlohmann/json.hpp>
 
+#include "BenchSession.h"
 #include "BenchTiming.h"
 #include "mat/ParCSRMatrix.h"
 #include "operators/ParOperator.h"
 #include "utils/Factory.h"
-#include "utils/TestCasePoissonFDM.h"
 
 namespace {
 
@@ -50,17 +48,13 @@ PerIteration timeSolve(Matrix& A, const Vector& b, const velmo::json& precond, i
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int n = argc > 1 ? std::atoi(argv[1]) : 100;
-  const int repeats = argc > 2 ? std::atoi(argv[2]) : 3;
-  FLAGS_minloglevel = google::GLOG_WARNING;
-  google::InitGoogleLogging(argv[0]);
-  velmo::Device::initialize();
+  const velmo::bench::Session session(argc, argv);
+  const int n = int(session.arg(1, 100));
+  const int repeats = int(session.arg(2, 3));
   {
-    velmo::PoissonFDM_T<double, long, int> poisson;
-    poisson.create({{"dim", 3}, {"N", n}});
     Matrix A;
     Vector x, b;
-    poisson.generate(A, x, b);
+    velmo::bench::poisson(3, n, A, x, b);
 
     const PerIteration identity = timeSolve(A, b, {{"preconditioner_type", "PrecondIdentity"}}, repeats);
     const PerIteration jacobi = timeSolve(A, b, {{"preconditioner_type", "PrecondJacobi"}}, repeats);
@@ -76,6 +70,5 @@ int main(int argc, char** argv) {
     line("PrecondJacobi", jacobi);
     line("PrecondSOR, 1 sweep", sor);
   }
-  velmo::Device::finalize();
   return 0;
 }
