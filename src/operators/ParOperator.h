@@ -94,6 +94,9 @@ class ParSmootherT : public ParOperator {
   virtual void setup(const ParMatrixFree& A) = 0;
   // Improves x towards A x = b, starting from x as given.
   virtual void smooth(const ParMatrix& b, ParMatrix& x) = 0;
+  // As smooth, for an x that the caller has just filled with zeros: a smoother may skip work
+  // that a zero x makes void, and gives the same result.
+  virtual void smoothFromZero(const ParMatrix& b, ParMatrix& x) { smooth(b, x); }
 
   static Factory<ParSmootherT>& getFactory();
 };

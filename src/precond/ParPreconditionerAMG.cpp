@@ -103,15 +103,28 @@ double ParPreconditionerAMG_T<Value, GlobalIndex, LocalIndex>::residual(ParCSRMa
   return ParMatrix::normL2(residualWork);
 }
 
+namespace {
+
+template <class Smoother, class Vector>
+void preSmooth(Smoother& smoother, const Vector& b, Vector& x, bool xIsZero) {
+  if (xIsZero)
+    smoother.smoothFromZero(b, x);
+  else
+    smoother.smooth(b, x);
+}
+
+}  // namespace
+
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParPreconditionerAMG_T<Value, GlobalIndex, LocalIndex>::vcycle_recursive(int level, const ParMatrix& b,
-                                                                               ParMatrix& x) {
+                                                                               ParMatrix& x, bool xIsZero) {
   const int n = int(levels.size());
   Level& L = levels[size_t(level)];
   const bool logs = verb > 3;
   if (x.getSize() == 0) {
     x.create(L.A.getCols(), b.getCols(), L.A.getDevice(), L.A.getComm());
     x.fill(Value(0));
+    xIsZero = true;
   }
   if (logs) LOG(INFO) << "begin level " << level << "/" << n << " residual " << residual(L.A, x, b);
   if (level == n - 1) {
@@ -125,20 +138,20 @@ void ParPreconditionerAMG_T<Value, GlobalIndex, LocalIndex>::vcycle_recursive(in
       CHECK(L.coarse_pre_smoother != nullptr)
           << "PrecondAMG: the hierarchy ended at max_levels (" << n << ") with " << L.A.getCols()
           << " columns, above min_coarse_size (" << min_coarse_size << "); raise either";
-      L.coarse_pre_smoother->smooth(b, x);
+      preSmooth(*L.coarse_pre_smoother, b, x, xIsZero);
       L.coarse_post_smoother->smooth(b, x);
       if (!logs) return;
       LOG(INFO) << "after coarse smooth level " << level << " residual " << residual(L.A, x, b);
     }
   } else {
-    L.pre_smoother->smooth(b, x);
+    preSmooth(*L.pre_smoother, b, x, xIsZero);
     L.A.aAxpbz(Value(-1), x, Value(1), b, L.residual_vec);
     // A norm the cycle does not use, kept as the method states it.
     ParMatrix::normL2(L.residual_vec);
     if (logs) LOG(INFO) << "after pre smooth level " << level << " residual " << residual(L.A, x, b);
     L.R.matVec(L.residual_vec, L.coarse_b, nullptr);
     L.coarse_x.fill(Value(0));
-    vcycle_recursive(level + 1, L.coarse_b, L.coarse_x);
+    vcycle_recursive(level + 1, L.coarse_b, L.coarse_x, true);
     L.P.matVec(L.coarse_x, L.fine_correction, nullptr);
     ParMatrix::axpy(Value(1), L.fine_correction, x);
     if (logs) LOG(INFO) << "after proglongate level " << level << " residual " << residual(L.A, x, b) << "\n";
@@ -153,7 +166,7 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void ParPreconditionerAMG_T<Value, GlobalIndex, LocalIndex>::precondition(const ParMatrix& b, ParMatrix& x) {
   CHECK(!levels.empty()) << "PrecondAMG: no hierarchy; call setup first, with max_levels above 1";
   x.fill(Value(0));
-  vcycle_recursive(0, b, x);
+  vcycle_recursive(0, b, x, true);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

@@ -67,7 +67,9 @@ class ParPreconditionerAMG_T : public ParPreconditionerT<Value, GlobalIndex, Loc
   void solve(ParPreconditioner& M, ParMatrixFree& A, const ParMatrix& b, ParMatrix& x, int& iter,
              double& relres) override;
 
-  void vcycle_recursive(int level, const ParMatrix& b, ParMatrix& x);
+  // One cycle from `level` down; xIsZero says x holds zeros, which lets the pre-smoother skip
+  // the work a zero start makes void.
+  void vcycle_recursive(int level, const ParMatrix& b, ParMatrix& x, bool xIsZero = false);
   // |b - A x|, for the logs.
   double residual(ParCSRMatrix& A, const ParMatrix& x, const ParMatrix& b);
 

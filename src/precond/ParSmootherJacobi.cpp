@@ -23,6 +23,15 @@ void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::keepMatrix(const ParMa
   // The wording is shared by every smoother.
   CHECK(csr != nullptr) << "ParSOR setup should be a ParCSRMatrix!";
   matrix = *csr;
+  zeroProductIsExact = false;
+  if constexpr (!is_complex_v<Value>) {
+    // A non-finite entry makes its row of A 0 a NaN; one product at setup finds it.
+    ParMatrix zero;
+    zero.create(matrix.getColPartitioner(), matrix.getDevice(), matrix.getComm());
+    zero.fill(Value(0));
+    matrix.matVec(zero, r);
+    zeroProductIsExact = ParMatrix::normL2(r) == 0.0;
+  }
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
@@ -40,17 +49,27 @@ void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::sweep(const ParMatrix&
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::sweeps(const ParMatrix& b, ParMatrix& x, const char* role,
-                                                                 bool count) {
+                                                                 bool count, bool fromZero) {
   for (int s = 0; s < nsweeps; ++s) {
     if (count) ++sweepCount;
-    sweep(b, x);
+    if (s == 0 && fromZero && zeroProductIsExact) {
+      lastResidual = ParMatrix::normL2(b);
+      ParMatrix::axypbz(Value(relax), invDiag, b, Value(1.0), x);
+    } else {
+      sweep(b, x);
+    }
     if (this->verbose != 0) LOG(INFO) << role << s << " " << ParMatrix::residual(matrix, x, b, r);
   }
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
 void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::smooth(const ParMatrix& b, ParMatrix& x) {
-  sweeps(b, x, "smooth ", false);
+  sweeps(b, x, "smooth ", false, false);
+}
+
+template <class Value, class GlobalIndex, class LocalIndex>
+void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::smoothFromZero(const ParMatrix& b, ParMatrix& x) {
+  sweeps(b, x, "smooth ", false, true);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>
@@ -60,7 +79,7 @@ void ParSmootherJacobi_T<Value, GlobalIndex, LocalIndex>::precondition(const Par
     b.deepCopy(x);
     return;
   }
-  sweeps(b, x, "precondition ", true);
+  sweeps(b, x, "precondition ", true, initial_zero);
 }
 
 template <class Value, class GlobalIndex, class LocalIndex>

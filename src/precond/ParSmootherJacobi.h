@@ -29,6 +29,7 @@ class ParSmootherJacobi_T : public ParOpBaseT<Value, GlobalIndex, LocalIndex> {
   void setup(const ParMatrixFree& A) override;
   // nsweeps sweeps from x as it comes.
   void smooth(const ParMatrix& b, ParMatrix& x) override;
+  void smoothFromZero(const ParMatrix& b, ParMatrix& x) override;
   // nsweeps sweeps, from zero when initial_zero. Once max_iters sweeps (counted over all calls,
   // and overrun within a call) are done, x becomes a copy of b.
   void precondition(const ParMatrix& b, ParMatrix& x) override;
@@ -42,7 +43,7 @@ class ParSmootherJacobi_T : public ParOpBaseT<Value, GlobalIndex, LocalIndex> {
   int getSweepCount() const { return sweepCount; }
 
  protected:
-  // Keeps A as the matrix to relax on.
+  // Keeps A as the matrix to relax on and finds whether a zero x makes its product exactly zero.
   void keepMatrix(const ParMatrixFree& A);
 
   double relax = 1.0;
@@ -56,7 +57,13 @@ class ParSmootherJacobi_T : public ParOpBaseT<Value, GlobalIndex, LocalIndex> {
 
  private:
   void sweep(const ParMatrix& b, ParMatrix& x);
-  void sweeps(const ParMatrix& b, ParMatrix& x, const char* role, bool count);
+  // The first sweep from x = 0 skips the product when zeroProductIsExact.
+  void sweeps(const ParMatrix& b, ParMatrix& x, const char* role, bool count, bool fromZero);
+
+  // Whether b - A 0 has the bits of b: true for a real A with finite entries, whose products
+  // with zero are signed zeros that sum to +0. Complex products with zero can flip the sign of
+  // a zero part, so complex values always take the product.
+  bool zeroProductIsExact = false;
 
   // Work vector of every sweep, kept so that sweeps allocate nothing.
   ParMatrix r;

@@ -1,9 +1,13 @@
+#include <cmath>
+#include <cstring>
+#include <limits>
 #include <memory>
 #include <vector>
 
 #include "SparseTestHelpers.h"
 #include "operators/ParOperator.h"
 #include "precond/ParPrecondList.h"
+#include "precond/ParSmootherJacobi.h"
 #include "precond/ParSmootherJacobiLp.h"
 #include "precond/ParSmootherList.h"
 #include "precond/ParSmootherSOR.h"
@@ -113,6 +117,31 @@ TYPED_TEST(Smoothers, SweepsMatchHandWrittenOnes) {
     x = parVector<V>(x0);
     list->smooth(b, x);
     expectAllNear(jacobiSweep(a, invDiag, sorSweep(a, x0, 1.0, true), 1.0), contents(x));
+  }
+}
+
+// From a zero start the first sweep may skip A x; the bits must not change, signed zeros in b
+// included, and a non-finite entry (whose product with zero is a NaN) must take the product.
+TYPED_TEST(Smoothers, ZeroStartGivesTheBitsOfTheFullSweep) {
+  using V = TypeParam;
+  std::vector<V> a = system<V>();
+  const Vec<V> b = parVector<V>({make<V>(-0.0), make<V>(0.0, -1), make<V>(3, 1), make<V>(-0.0, -0.0)});
+  const std::vector<V> zeros(kN, V(0));
+  for (bool finite : {true, false}) {
+    if (!finite) a[1] = make<V>(std::numeric_limits<double>::infinity());
+    const auto A = parOf<V, long>(a, kN, kN, 1);
+    ParSmootherJacobi_T<V, long, int> jacobi;
+    jacobi.create({{"relax", 0.7}});
+    jacobi.setup(A);
+    Vec<V> full = parVector<V>(zeros), skipped = parVector<V>(zeros);
+    jacobi.smooth(b, full);
+    const double fullResidual = jacobi.getLastResidual();
+    jacobi.smoothFromZero(b, skipped);
+    const double skippedResidual = jacobi.getLastResidual();
+    const std::vector<V> x = contents(full), y = contents(skipped);
+    EXPECT_EQ(std::memcmp(x.data(), y.data(), x.size() * sizeof(V)), 0) << "finite " << finite;
+    EXPECT_EQ(std::memcmp(&fullResidual, &skippedResidual, sizeof(double)), 0);
+    if constexpr (!is_complex_v<V>) EXPECT_EQ(std::isnan(double(x[0])), !finite);
   }
 }
 
