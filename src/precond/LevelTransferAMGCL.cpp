@@ -69,6 +69,17 @@ void flagsOn(const CSRMatrixT<Value, int>& h, const std::vector<char>& flags, CS
   std::copy(values.getData(), values.getData() + values.getRows(), S.getValues());
 }
 
+// AMGCL's P in velmo's form, rows sorted; with keepImpl also AMGCL's own coarse operator, for
+// inspection.
+template <class Value, class Impl>
+void takeTransfer(Impl& m, const AmgclMatrix& Ah, AmgclMatrix& Pa, AmgclMatrix& Ra, bool keepImpl) {
+  amgcl::backend::sort_rows(Pa);
+  m.P = amgcl2velmo<Value, double>(Pa);
+  if (!keepImpl) return;
+  amgcl::backend::sort_rows(Ra);
+  m.Ac = amgcl2velmo<Value, double>(*amgcl::coarsening::detail::galerkin(Ah, Pa, Ra));
+}
+
 }  // namespace
 
 template <class Value, class GlobalIndex, class LocalIndex>
@@ -101,8 +112,7 @@ void LevelTransferSmoothAggregationAMGCL_T<Value, GlobalIndex, LocalIndex>::tran
     std::tie(Pa, Ra) = coarsening.transfer_operators(Ah);
     LOG(INFO) << "smoothed_aggregation prm.aggr is " << Pa->ncols;
     LOG(INFO) << "the omega for smoothing is " << double(prm.relax) * (2.0 / 3);
-    amgcl::backend::sort_rows(*Pa);
-    m.P = amgcl2velmo<Value, double>(*Pa);
+    takeTransfer<Value>(m, Ah, *Pa, *Ra, this->keep_impl);
 
     const SmoothedAggregation::Aggregates aggregates(Ah, aggrPrm, unsigned(prm.nullspace.cols));
     flagsOn(host, aggregates.strong_connection, m.S);
@@ -110,10 +120,6 @@ void LevelTransferSmoothAggregationAMGCL_T<Value, GlobalIndex, LocalIndex>::tran
     m.naggr = int(aggregates.count);
     m.Ptent = amgcl2velmo<Value, double>(*amgcl::coarsening::tentative_prolongation<AmgclMatrix>(
         Ah.nrows, aggregates.count, aggregates.id, prm.nullspace, this->block_size));
-    if (this->keep_impl) {
-      amgcl::backend::sort_rows(*Ra);
-      m.Ac = amgcl2velmo<Value, double>(*amgcl::coarsening::detail::galerkin(Ah, *Pa, *Ra));
-    }
   }
 
   P.scatter(0, A.getComm(), m.P);
@@ -139,8 +145,7 @@ void LevelTransferRugeStubenAMGCL_T<Value, GlobalIndex, LocalIndex>::transfer_op
     prm.eps_trunc = float(this->eps_trunc);
     std::shared_ptr<AmgclMatrix> Pa, Ra;
     std::tie(Pa, Ra) = RugeStuben(prm).transfer_operators(Ah);
-    amgcl::backend::sort_rows(*Pa);
-    m.P = amgcl2velmo<Value, double>(*Pa);
+    takeTransfer<Value>(m, Ah, *Pa, *Ra, this->keep_impl);
     m.naggr = int(Pa->ncols);
 
     // The split again, for inspection: the same steps on the same matrix.
@@ -150,10 +155,6 @@ void LevelTransferRugeStubenAMGCL_T<Value, GlobalIndex, LocalIndex>::transfer_op
     reach(SplitStep())(Ah, S, cf);
     flagsOn(host, std::vector<char>(S.val, S.val + Ah.nnz), m.S);
     m.cf = vec2mat<int, char>(cf);
-    if (this->keep_impl) {
-      amgcl::backend::sort_rows(*Ra);
-      m.Ac = amgcl2velmo<Value, double>(*amgcl::coarsening::detail::galerkin(Ah, *Pa, *Ra));
-    }
   }
 
   P.scatter(0, A.getComm(), m.P);
