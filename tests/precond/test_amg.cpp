@@ -112,6 +112,31 @@ TEST(AMG, SequentialAndDistributedTransfersAgreeOnTheFinestLevelForAnyThreadCoun
   EXPECT_EQ(prolongations[1], prolongations[3]);
 }
 
+// A GPU builds the host's hierarchy bit for bit (the ordered kernels run on one device
+// thread, and nothing is contracted into fused multiply-adds), and a cycle gives the host's x.
+TEST(AMGGpu, DeviceHierarchyAndCycleAreTheHostOnes) {
+  VELMO_REQUIRE_GPU();
+  Matrix A = poisson2d(24);
+  Matrix G = A.toDevice(kGpu);
+  const json params = amgParams("LevelTransferSmoothAggregation", 20);
+  auto host = amgOn(A, params), gpu = amgOn(G, params);
+  const auto &h = host->getLevels(), &g = gpu->getLevels();
+  ASSERT_EQ(g.size(), h.size());
+  for (size_t l = 0; l < h.size(); ++l) {
+    for (auto [mh, mg] : {std::pair{&h[l].A, &g[l].A}, {&h[l].P, &g[l].P}, {&h[l].R, &g[l].R}}) {
+      const auto a = hostOf(mh->getLocalMatrix()), b = hostOf(mg->getLocalMatrix());
+      EXPECT_EQ(a.ptr, b.ptr) << "level " << l;
+      EXPECT_EQ(a.col, b.col) << "level " << l;
+      EXPECT_EQ(a.val, b.val) << "level " << l;
+    }
+  }
+  const std::vector<double> rhs = sample<double>(int(A.getRows()), 3);
+  Vector xh = parVector<double>(std::vector<double>(rhs.size())), xg = xh.toDevice(kGpu);
+  host->precondition(parVector<double>(rhs), xh);
+  gpu->precondition(parVector<double>(rhs).toDevice(kGpu), xg);
+  EXPECT_EQ(contents(xh), contents(xg));
+}
+
 TEST(AMG, CoarseMethodsCountsAndGuards) {
   // A matrix at most min_coarse_size wide is its own coarsest level: one exact coarse solve.
   Matrix A = poisson2d(4);
