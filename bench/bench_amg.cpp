@@ -5,8 +5,8 @@
 // (hierarchy, transfers, Galerkin products) and one PCG iteration (cycle included) in
 // fine-level SpMV times, the iteration count to 1e-8, and the hierarchy's memory (all levels
 // but the fine matrix) over the fine matrix's. Then the 2-D Poisson matrix on N2 points an
-// axis (default 1000), with Ruge-Stuben coarsening beside smoothed aggregation: setup in SpMV
-// times and PCG iterations of each.
+// axis (default 1000; 0 skips it), with Ruge-Stuben coarsening beside smoothed aggregation:
+// setup in SpMV times and PCG iterations of each.
 #include <omp.h>
 
 #include <cstdio>
@@ -113,7 +113,7 @@ int main(int argc, char** argv) {
     std::printf("iterations:                  %d     (goal <= 20)\n", sa.iterations);
     std::printf("hierarchy / fine matrix:     %.2f   (goal <= 1.5)\n", sa.memory);
   }
-  {
+  if (n2 > 0) {
     const Problem p = poisson(2, n2, repeats);
     const Measure rs = measure(p, amgConfig("LevelTransferRugeStubenSeq", velmo::json::object()), repeats);
     const Measure sa =
