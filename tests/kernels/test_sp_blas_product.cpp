@@ -1,3 +1,5 @@
+#include <omp.h>
+
 #include <algorithm>
 #include <vector>
 
@@ -140,16 +142,24 @@ TYPED_TEST(SpBlasProduct, SortTransposeAndScale) {
   EXPECT_EQ(S.col, (std::vector<I>{0, 1, 3, 3, 2}));
   EXPECT_EQ(S.val, (std::vector<V>{make<V>(4), make<V>(2), make<V>(1), make<V>(3), make<V>(5)}));
 
-  // The transpose of unsorted rows comes out sorted.
+  // The transpose of unsorted rows comes out sorted, on one thread and on a team that counts
+  // each chunk of rows apart.
   auto A = randomCsr<V, I>(9, 6, 0.4, 71);
   ASSERT_FALSE(A.rowsSorted());
-  HostCsr<V, I> T(6, 9, size_t(A.nnzs()));
-  Ops::csr_transpose(kHost, 9, 6, A.ptr.data(), A.col.data(), A.val.data(), T.ptr.data(), T.col.data(), T.val.data());
-  EXPECT_TRUE(T.rowsSorted());
-  auto dA = A.dense(), dT = T.dense();
-  for (I i = 0; i < 9; ++i) {
-    for (I j = 0; j < 6; ++j) EXPECT_EQ(dT[j * 9 + i], dA[i * 6 + j]);
+  auto dA = A.dense();
+  const int threads = omp_get_max_threads();
+  for (int team : {1, 3}) {
+    omp_set_num_threads(team);
+    HostCsr<V, I> T(6, 9, size_t(A.nnzs()));
+    Ops::csr_transpose(kHost, 9, 6, A.ptr.data(), A.col.data(), A.val.data(), T.ptr.data(), T.col.data(),
+                       T.val.data());
+    EXPECT_TRUE(T.rowsSorted()) << team;
+    const auto dT = T.dense();
+    for (I i = 0; i < 9; ++i) {
+      for (I j = 0; j < 6; ++j) EXPECT_EQ(dT[j * 9 + i], dA[i * 6 + j]) << team;
+    }
   }
+  omp_set_num_threads(threads);
 
   // Row and column scalings in place.
   auto rowScale = sample<V>(9, 82), colScale = sample<V>(6, 83);

@@ -302,13 +302,46 @@ void SpBlasOpsProductImpl<Value, Index, Space>::csr_sort_rows(const Space& s, In
   });
 }
 
-// Counting sort, serial. Entries of an output row come in ascending source row, so the
-// output is sorted whatever the order of the input.
+// Counting sort. Entries of an output row come in ascending source row, so the output is
+// sorted whatever the order of the input. Serial on a GPU; the host counts each chunk of rows
+// apart, and chunk k's entries of a column follow those of chunks before it, which is where
+// the serial sort puts them. The per-chunk counts are kept no larger than the input.
 template <class Value, class Index, class Space>
 void SpBlasOpsProductImpl<Value, Index, Space>::csr_transpose(const Space& s, Index rows, Index cols,
                                                               const Index* row_ptr, const Index* col_idx,
                                                               const Value* values, Index* out_row_ptr,
                                                               Index* out_col_idx, Value* out_values) {
+  if constexpr (std::is_same_v<Space, spm::OpenMP>) {
+    const long chunks = std::min<long>(rows, std::max(1, s.threads));
+    if (chunks > 1 && chunks * long(cols) <= long(row_ptr[rows])) {
+      // next[k * cols + c]: where chunk k writes its next entry of column c.
+      std::vector<Index> next(size_t(chunks) * size_t(cols), Index(0));
+      Index* const base = next.data();
+      spm::parallel_for(Policy(s, 0, rows), [=](long row) {
+        Index* own = base + spm::chunkOf(rows, chunks, row) * long(cols);
+        for (Index k = row_ptr[row]; k < row_ptr[row + 1]; ++k) ++own[col_idx[k]];
+      });
+      out_row_ptr[0] = 0;
+      for (Index c = 0; c < cols; ++c) {
+        Index at = out_row_ptr[c];
+        for (long k = 0; k < chunks; ++k) {
+          const Index count = base[k * long(cols) + c];
+          base[k * long(cols) + c] = at;
+          at += count;
+        }
+        out_row_ptr[c + 1] = at;
+      }
+      spm::parallel_for(Policy(s, 0, rows), [=](long row) {
+        Index* own = base + spm::chunkOf(rows, chunks, row) * long(cols);
+        for (Index k = row_ptr[row]; k < row_ptr[row + 1]; ++k) {
+          const Index p = own[col_idx[k]]++;
+          out_col_idx[p] = Index(row);
+          out_values[p] = values[k];
+        }
+      });
+      return;
+    }
+  }
   spm::parallel_for(Policy(s, 0, 1), VELMO_LAMBDA(long) {
     for (Index c = 0; c <= cols; ++c) out_row_ptr[c] = 0;
     for (Index i = 0; i < rows; ++i) {
