@@ -86,8 +86,7 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void LevelTransferSmoothAggregationAMGCL_T<Value, GlobalIndex, LocalIndex>::transfer_operators(const ParCSRMatrix& A,
                                                                                                ParCSRMatrix& P,
                                                                                                ParCSRMatrix& R) {
-  if (!this->impl) this->impl = std::make_shared<typename Base::Impl>();
-  auto& m = *this->impl;
+  auto& m = this->beginImpl();
   m.A = A.gather(0);
   const double eps = this->eps_strong * std::pow(0.5, this->level_id);
   LOG(INFO) << "size " << m.A.getRows() << ", eps_strong " << eps << ", block_size  " << this->block_size
@@ -131,8 +130,7 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void LevelTransferRugeStubenAMGCL_T<Value, GlobalIndex, LocalIndex>::transfer_operators(const ParCSRMatrix& A,
                                                                                         ParCSRMatrix& P,
                                                                                         ParCSRMatrix& R) {
-  if (!this->impl) this->impl = std::make_shared<typename Base::Impl>();
-  auto& m = *this->impl;
+  auto& m = this->beginImpl();
   m.A = A.gather(0);
   LOG(INFO) << "Begin get the P for  Interpolator A: " << m.A.getRows() << "x" << m.A.getCols() << "\n";
 

@@ -18,23 +18,16 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void SeqLevelTransferRugeStuben_T<Value, GlobalIndex, LocalIndex>::transfer_operators(const ParCSRMatrix& A,
                                                                                       ParCSRMatrix& P,
                                                                                       ParCSRMatrix& R) {
-  if (!impl) impl = std::make_shared<Impl>();
-  Impl& m = *impl;
+  Impl& m = this->beginImpl();
   m.A = A.gather(0);
   if (m.A.getNnzs() > 0) m.A.sortRows();
   Ops::connect(m.A, eps_strong, m.S, m.cf);
   Ops::cfsplit(m.A, m.S, m.cf);
   Ops::interpolation(m.A, m.S, m.cf, do_trunc, eps_trunc, m.naggr, m.P);
   if (m.P.getNnzs() > 0) m.P.sortRows();
-  if (keep_impl) {
-    typename Ops::CSRMatrix Rt, T;
-    m.P.transpose(Rt);
-    m.A.multiply(m.P, T);
-    Rt.multiply(T, m.Ac);
-  }
   P.scatter(0, A.getComm(), m.P);
   P.transpose(R);
-  if (!keep_impl) impl.reset();
+  this->endImpl();
 }
 
 // The value types with a long global index, as the hierarchy uses them.

@@ -22,9 +22,8 @@ template <class Value, class GlobalIndex, class LocalIndex>
 void SeqLevelTransferSmoothAggregation_T<Value, GlobalIndex, LocalIndex>::transfer_operators(const ParCSRMatrix& A,
                                                                                              ParCSRMatrix& P,
                                                                                              ParCSRMatrix& R) {
-  if (!impl) impl = std::make_shared<Impl>();
   const double omega = 2 * relax / 3;
-  Impl& m = *impl;
+  Impl& m = this->beginImpl();
   m.A = A.getLocalMatrix(-1);
   if (m.A.getNnzs() > 0) m.A.sortRows();
   const double eps = eps_strong * std::pow(0.5, this->level_id);
@@ -52,14 +51,8 @@ void SeqLevelTransferSmoothAggregation_T<Value, GlobalIndex, LocalIndex>::transf
   }
 
   P.createSeq(m.P, A.getComm());
-  if (keep_impl) {
-    typename Ops::CSRMatrix Rt, T;
-    m.P.transpose(Rt);
-    m.A.multiply(m.P, T);
-    Rt.multiply(T, m.Ac);
-  }
   P.transpose(R);
-  if (!keep_impl) impl.reset();
+  this->endImpl();
 }
 
 #define VELMO_INSTANTIATE_SEQ_SA(Value, GlobalIndex, LocalIndex) \
