@@ -215,10 +215,13 @@ void LevelTransferOps_SA<Value, GlobalIndex, LocalIndex>::renumber(ParIntMatrix&
   const int* owners = owner.getLocalMatrix().getData();
   const LocalIndex rows = aggr.getLocalMatrix().getRows();
 
-  // Per destination: the ids as (rank, aggregate) pairs in row order, and their rows.
+  // Per other destination: the ids as (rank, aggregate) pairs in row order, and their rows.
+  // The own rows are never packed: the walk below reads them in place and answers into
+  // `marks`, which spares a one-rank run every copy of the row-sized lists.
   const auto destination = [&](LocalIndex i) { return owners[i] >= 0 ? size_t(owners[i]) : 0; };
   std::vector<size_t> sizes(ranks, 0);
   for (LocalIndex i = 0; i < rows; ++i) ++sizes[destination(i)];
+  sizes[me] = 0;
   std::vector<std::vector<int>> ids(ranks), positions(ranks);
   for (size_t r = 0; r < ranks; ++r) {
     ids[r].reserve(2 * sizes[r]);
@@ -226,6 +229,7 @@ void LevelTransferOps_SA<Value, GlobalIndex, LocalIndex>::renumber(ParIntMatrix&
   }
   for (LocalIndex i = 0; i < rows; ++i) {
     const size_t dest = destination(i);
+    if (dest == me) continue;
     ids[dest].push_back(owners[i]);
     ids[dest].push_back(marks[i]);
     positions[dest].push_back(int(i));
@@ -233,36 +237,43 @@ void LevelTransferOps_SA<Value, GlobalIndex, LocalIndex>::renumber(ParIntMatrix&
   std::vector<std::vector<int>> received;
   comu::sparse_send_recv<int>(comm, ids, received, false);
 
+  // The requests from rank r in their order, each with the place of its answer.
+  std::vector<std::vector<int>> answers(ranks);
+  for (size_t r = 0; r < ranks; ++r) answers[r].resize(received[r].size() / 2);
+  const auto walk = [&](size_t r, const auto& visit) {
+    if (r == me) {
+      for (LocalIndex i = 0; i < rows; ++i)
+        if (destination(i) == me) visit(AggrId{owners[i], marks[i]}, marks[i]);
+      return;
+    }
+    const std::vector<int>& list = received[r];
+    for (size_t k = 0; k + 1 < list.size(); k += 2) visit(AggrId{list[k], list[k + 1]}, answers[r][k / 2]);
+  };
+
   // Rows come here only from their owner, so every id named here was made by this rank, and
   // its aggregate is this rank's running count. A table indexed by that count numbers them in
   // order of first appearance, exactly as an ordered map of the (rank, aggregate) pairs would,
   // without a tree lookup per row.
   int bound = 0;
-  for (const std::vector<int>& list : received)
-    for (size_t k = 0; k + 1 < list.size(); k += 2) {
-      const AggrId id{list[k], list[k + 1]};
-      if (id.rank < 0) continue;
+  for (size_t r = 0; r < ranks; ++r)
+    walk(r, [&](const AggrId& id, int&) {
+      if (id.rank < 0) return;
       CHECK(id.rank == int(me) && id.aggregate >= 0) << "renumber: aggregate " << id.aggregate << " of rank "
                                                       << id.rank << " sent to rank " << me;
       bound = std::max(bound, id.aggregate + 1);
-    }
+    });
   std::vector<int> numbers(size_t(bound), -1);
   int count = 0;
-  std::vector<std::vector<int>> answers(ranks);
-  for (size_t r = 0; r < ranks; ++r) {
-    const std::vector<int>& list = received[r];
-    answers[r].reserve(list.size() / 2);
-    for (size_t k = 0; k + 1 < list.size(); k += 2) {
-      const AggrId id{list[k], list[k + 1]};
+  for (size_t r = 0; r < ranks; ++r)
+    walk(r, [&](const AggrId& id, int& answer) {
       if (id.rank < 0) {
-        answers[r].push_back(-1);
-        continue;
+        answer = -1;
+        return;
       }
       int& number = numbers[size_t(id.aggregate)];
       if (number < 0) number = count++;
-      answers[r].push_back(number);
-    }
-  }
+      answer = number;
+    });
 
   std::vector<int> mine(ranks, count), counts(ranks, 0);
   comu::allToAllInt(comm, mine.data(), counts.data());
@@ -270,9 +281,10 @@ void LevelTransferOps_SA<Value, GlobalIndex, LocalIndex>::renumber(ParIntMatrix&
   for (size_t r = 0; r < ranks; ++r) starts[r + 1] = counts[r];
   LOG(INFO) << "gather_count is " << comu::vec2str(starts) << ", count is " << count;
   for (size_t r = 0; r < ranks; ++r) starts[r + 1] += starts[r];
-  for (std::vector<int>& list : answers)
-    for (int& number : list)
-      if (number >= 0) number += int(starts[me]);
+  for (size_t r = 0; r < ranks; ++r)
+    walk(r, [&](const AggrId&, int& answer) {
+      if (answer >= 0) answer += int(starts[me]);
+    });
   naggr = starts.back();
 
   // The answers have the shape of the requests.

@@ -107,14 +107,16 @@ void SpBlasOpsProductImpl<Value, Index, Space>::csr_matmul(const Space& s, Index
     }
     std::vector<Index> markers(size_t(chunks) * size_t(colsB), Index(-1));
     Index* const base = markers.data();
-    spm::parallel_for(Policy(s, 0, rowsA), [=](long row) {
-      const Index i = Index(row);
-      Index* own = base + spm::chunkOf(rowsA, chunks, row) * long(colsB);
-      if (symbolic)
-        C_row_ptr[i + 1] = detail::productRowCount<Value>(i, A_row_ptr, A_col_idx, B_row_ptr, B_col_idx, own);
-      else
-        detail::productRowFill(i, A_row_ptr, A_col_idx, A_values, B_row_ptr, B_col_idx, B_values, C_row_ptr,
-                               C_col_idx, C_values, own);
+    // A few long rows (a coarse R) are work enough for the team.
+    spm::parallel_chunks(s, rowsA, long(A_row_ptr[rowsA]), [=](long k, long begin, long end) {
+      Index* own = base + k * long(colsB);
+      for (Index i = Index(begin); i < Index(end); ++i) {
+        if (symbolic)
+          C_row_ptr[i + 1] = detail::productRowCount<Value>(i, A_row_ptr, A_col_idx, B_row_ptr, B_col_idx, own);
+        else
+          detail::productRowFill(i, A_row_ptr, A_col_idx, A_values, B_row_ptr, B_col_idx, B_values, C_row_ptr,
+                                 C_col_idx, C_values, own);
+      }
     });
     if (!symbolic) return;
     C_row_ptr[0] = 0;
@@ -317,9 +319,9 @@ void SpBlasOpsProductImpl<Value, Index, Space>::csr_transpose(const Space& s, In
       // next[k * cols + c]: where chunk k writes its next entry of column c.
       std::vector<Index> next(size_t(chunks) * size_t(cols), Index(0));
       Index* const base = next.data();
-      spm::parallel_for(Policy(s, 0, rows), [=](long row) {
-        Index* own = base + spm::chunkOf(rows, chunks, row) * long(cols);
-        for (Index k = row_ptr[row]; k < row_ptr[row + 1]; ++k) ++own[col_idx[k]];
+      spm::parallel_chunks(s, rows, 0, [=](long chunk, long begin, long end) {
+        Index* own = base + chunk * long(cols);
+        for (Index k = row_ptr[begin]; k < row_ptr[end]; ++k) ++own[col_idx[k]];
       });
       out_row_ptr[0] = 0;
       for (Index c = 0; c < cols; ++c) {
@@ -331,13 +333,14 @@ void SpBlasOpsProductImpl<Value, Index, Space>::csr_transpose(const Space& s, In
         }
         out_row_ptr[c + 1] = at;
       }
-      spm::parallel_for(Policy(s, 0, rows), [=](long row) {
-        Index* own = base + spm::chunkOf(rows, chunks, row) * long(cols);
-        for (Index k = row_ptr[row]; k < row_ptr[row + 1]; ++k) {
-          const Index p = own[col_idx[k]]++;
-          out_col_idx[p] = Index(row);
-          out_values[p] = values[k];
-        }
+      spm::parallel_chunks(s, rows, 0, [=](long chunk, long begin, long end) {
+        Index* own = base + chunk * long(cols);
+        for (long row = begin; row < end; ++row)
+          for (Index k = row_ptr[row]; k < row_ptr[row + 1]; ++k) {
+            const Index p = own[col_idx[k]]++;
+            out_col_idx[p] = Index(row);
+            out_values[p] = values[k];
+          }
       });
       return;
     }

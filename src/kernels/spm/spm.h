@@ -82,13 +82,6 @@ VELMO_HD inline void chunkBounds(long n, long c, long k, long& start, long& coun
   }
 }
 
-// The chunk that element i of n falls in when cut into c chunks: the inverse of chunkBounds.
-VELMO_HD inline long chunkOf(long n, long c, long i) {
-  long q = n / c;
-  long r = n % c;
-  return i < r * (q + 1) ? i / (q + 1) : r + (i - r * (q + 1)) / q;
-}
-
 namespace detail {
 
 // Below this size a thread team costs more than the work; the chunks then run in order
@@ -119,6 +112,20 @@ void parallel_for(const RangePolicy<OpenMP>& policy, const Body& body) {
     long start, count;
     chunkBounds(n, c, k, start, count);
     for (long i = begin + start, e = begin + start + count; i < e; ++i) body(i);
+  });
+}
+
+// The chunks of parallel_for over [0, n) as whole ranges: f(k, begin, end) runs chunk k on
+// thread k. `work` stands for the elements in the threshold test, for ranges of few but heavy
+// elements (rows of a product), which deserve a team that their count alone would not get.
+template <class ChunkBody>
+void parallel_chunks(const OpenMP& space, long n, long work, const ChunkBody& f) {
+  const long c = std::min<long>(n, space.threads);
+  if (n <= 0 || c <= 0) return;
+  detail::runChunks(std::max(n, work), int(c), [&](int k) {
+    long start, count;
+    chunkBounds(n, c, k, start, count);
+    f(k, start, start + count);
   });
 }
 
