@@ -71,6 +71,11 @@ TYPED_TEST(SpBlasProduct, MatmulMatchesDenseInFirstTouchOrder) {
   auto B = randomCsr<V, I>(8, 10, 0.3, 32, 0.2);
   auto C = matmul(A, B);
   EXPECT_EQ(C.dense(), denseProduct(12, 8, 10, A.dense(), B.dense()));
+  // Chunks of rows, each with its own marker, give the one-pass arrays.
+  const int threads = omp_get_max_threads();
+  omp_set_num_threads(5);
+  EXPECT_EQ(matmul(A, B).arrays(), C.arrays());
+  omp_set_num_threads(threads);
   for (I i = 0; i < A.rows; ++i) {
     std::vector<std::vector<I>> reached;
     for (I k : A.rowCols(i)) reached.push_back(B.rowCols(k));
