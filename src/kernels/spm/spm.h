@@ -101,23 +101,9 @@ void runChunks(long n, int c, const ChunkFn& runChunk) {
 
 }  // namespace detail
 
-template <class Body>
-void parallel_for(const RangePolicy<OpenMP>& policy, const Body& body) {
-  long n = policy.end - policy.begin;
-  if (n <= 0) return;
-  long c = std::min<long>(n, policy.space->threads);
-  if (c <= 0) return;
-  const long begin = policy.begin;
-  detail::runChunks(n, int(c), [&](int k) {
-    long start, count;
-    chunkBounds(n, c, k, start, count);
-    for (long i = begin + start, e = begin + start + count; i < e; ++i) body(i);
-  });
-}
-
-// The chunks of parallel_for over [0, n) as whole ranges: f(k, begin, end) runs chunk k on
-// thread k. `work` stands for the elements in the threshold test, for ranges of few but heavy
-// elements (rows of a product), which deserve a team that their count alone would not get.
+// Chunk k of [0, n) cut by chunkBounds runs as f(k, begin, end) on thread k. `work` stands
+// for the elements in the threshold test, for ranges of few but heavy elements (rows of a
+// product), which deserve a team that their count alone would not get.
 template <class ChunkBody>
 void parallel_chunks(const OpenMP& space, long n, long work, const ChunkBody& f) {
   const long c = std::min<long>(n, space.threads);
@@ -126,6 +112,14 @@ void parallel_chunks(const OpenMP& space, long n, long work, const ChunkBody& f)
     long start, count;
     chunkBounds(n, c, k, start, count);
     f(k, start, start + count);
+  });
+}
+
+template <class Body>
+void parallel_for(const RangePolicy<OpenMP>& policy, const Body& body) {
+  const long begin = policy.begin;
+  parallel_chunks(*policy.space, policy.end - begin, 0, [&body, begin](long, long start, long end) {
+    for (long i = begin + start, e = begin + end; i < e; ++i) body(i);
   });
 }
 
