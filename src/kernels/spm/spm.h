@@ -137,11 +137,9 @@ void parallel_reduce(const RangePolicy<OpenMP>& policy, const Body& body, Reduce
   std::vector<V> heapPartials(c > kInline ? c : 0);
   V* partials = c > kInline ? heapPartials.data() : inlinePartials;
   const long begin = policy.begin;
-  detail::runChunks(n, int(c), [&](int k) {
-    long start, count;
-    chunkBounds(n, c, k, start, count);
+  parallel_chunks(*policy.space, n, 0, [&](long k, long start, long end) {
     V acc = reducer.init;
-    for (long i = begin + start, e = begin + start + count; i < e; ++i) body(i, acc);
+    for (long i = begin + start, e = begin + end; i < e; ++i) body(i, acc);
     partials[k] = acc;
   });
   V result = partials[0];
